@@ -1,0 +1,58 @@
+#!/usr/bin/env python3
+"""Fails if a library holds an instruction beyond SSSE3.
+
+Usage: isa_check.py LIB [--allow aes,rdrand]
+Disassembles with objdump and looks for the mnemonics of SSE4.1, SSE4.2, AVX
+and later vector sets, FMA, BMI1/2, and the optional AES-NI and RDRAND (allowed
+only when named, for code behind a CPUID test)."""
+import re
+import subprocess
+import sys
+
+SSE41_42 = """blendpd blendps blendvpd blendvps dppd dpps extractps insertps movntdqa mpsadbw
+packusdw pblendvb pblendw pcmpeqq pextrb pextrd pextrq phminposuw pinsrb pinsrd pinsrq
+pmaxsb pmaxsd pmaxud pmaxuw pminsb pminsd pminud pminuw pmovsxbd pmovsxbq pmovsxbw
+pmovsxdq pmovsxwd pmovsxwq pmovzxbd pmovzxbq pmovzxbw pmovzxdq pmovzxwd pmovzxwq pmuldq
+pmulld ptest roundpd roundps roundsd roundss pcmpgtq pcmpestri pcmpestrm pcmpistri pcmpistrm
+crc32 popcnt""".split()
+BMI = "andn bextr blsi blsmsk blsr bzhi mulx pdep pext rorx sarx shlx shrx tzcnt lzcnt".split()
+OTHER = "pclmulqdq sha1rnds4 sha1nexte sha1msg1 sha1msg2 sha256rnds2 sha256msg1 sha256msg2 rdseed movbe adcx adox".split()
+AES = "aesenc aesenclast aesdec aesdeclast aesimc aeskeygenassist".split()
+
+
+def main():
+    lib = sys.argv[1]
+    allow = set()
+    if "--allow" in sys.argv:
+        allow = set(sys.argv[sys.argv.index("--allow") + 1].split(","))
+    banned = set(SSE41_42 + BMI + OTHER)
+    if "aes" not in allow:
+        banned |= set(AES)
+    if "rdrand" not in allow:
+        banned.add("rdrand")
+    dis = subprocess.run(["objdump", "-d", "--no-show-raw-insn", lib], check=True,
+                         capture_output=True, text=True).stdout
+    bad = []
+    func = "?"
+    for line in dis.splitlines():
+        m = re.match(r"^[0-9a-f]+ <(.*)>:", line)
+        if m:
+            func = m.group(1)
+            continue
+        m = re.match(r"^\s+[0-9a-f]+:\s+(?:(?:rep|repz|repnz|lock|data16|notrack|bnd)\s+)*([a-z0-9]+)", line)
+        if not m:
+            continue
+        op = m.group(1)
+        # Every AVX and AVX-512 instruction is VEX/EVEX coded and starts with v
+        # (vmovaps, vfmadd...), apart from a few non-vector mnemonics.
+        if op in banned or (op.startswith("v") and op not in ("verr", "verw")) or op.startswith("kmov"):
+            bad.append("%s: %s" % (func, line.strip()))
+    if bad:
+        print("instructions beyond SSSE3:")
+        print("\n".join(bad[:40]))
+        sys.exit(1)
+    print("ok: no instruction beyond SSSE3 in %s" % lib)
+
+
+if __name__ == "__main__":
+    main()
