@@ -6,7 +6,7 @@ Usage: extract_accuracy.py OUT.def SOURCE..."""
 import re
 import sys
 
-DECL = re.compile(r"^\s*(QOR_ACCURACY|QOR_INTERVAL)\((.*)\)\s*$")
+DECL = re.compile(r"^\s*(QOR_ACCURACY|QOR_INTERVAL)\(([^)]*)\)\s*(//.*)?$")
 
 
 def main():

@@ -65,7 +65,10 @@ template <class K, class Env = StandardEnv> struct Frame {
   template <bool Strided> static void run(int n, const Arrays &a) {
     SavedEnv env = Env::enter();
     const int m = n & ~(B - 1);
-    for (int i = 0; i < m; i += B) group<B, Strided>(a, i, B, env);
+    for (int i = 0; i < m; i += B) {
+      if constexpr (Strided) group<B, true>(a, i, B, env);
+      else unit_block(a, i, env);
+    }
     for (int i = m; i < n; i += W) group<W, Strided>(a, i, n - i < W ? n - i : W, env);
     fpenv::leave(env);
   }
@@ -125,6 +128,48 @@ template <class K, class Env = StandardEnv> struct Frame {
     }
   }
 
+  // A whole unit-stride block: results go straight to the caller's array while
+  // the mask builds up; inputs are kept on the stack, since r may alias a.
+  // Flagged lanes are then redone from the kept inputs, in ascending order.
+  static void unit_block(const Arrays &a, int i, SavedEnv &env) {
+    constexpr int NV = B / W;
+    alignas(64) T xin[NI][B];
+    unsigned mask = 0;
+    for (int v = 0; v < NV; ++v) {
+      V xv[NI], rv[NO];
+      for (int k = 0; k < NI; ++k) {
+        xv[k] = simd::load<V>(a.in[k] + i + v * W);
+        simd::store(xin[k] + v * W, xv[k]);
+      }
+      M bad;
+      lanes(xv, rv, bad);
+      for (int k = 0; k < NO; ++k) simd::store(a.out[k] + i + v * W, rv[k]);
+      mask |= simd::lane_bits(bad) << (v * W);
+    }
+    if (__builtin_expect(mask == 0, 1)) return;
+    if constexpr (HasNoerrShortcut<K>::value) {
+      if (env.mode == 0) env.mode = get_mode();
+      if ((env.mode & BEX_ERRMODE_MASK) == BEX_ERRMODE_NOERR) {
+        for (int v = 0; v < NV; ++v) {
+          V rv = simd::load<V>(a.out[0] + i + v * W);
+          mask &= ~(simd::lane_bits(K::noerr_fix(simd::load<V>(xin[0] + v * W), rv)) << (v * W));
+          simd::store(a.out[0] + i + v * W, rv);
+        }
+      }
+    }
+    const int k1 = NI - 1, o1 = NO - 1;
+    while (mask) {
+      const int j = __builtin_ctz(mask);
+      mask &= mask - 1;
+      T out[2];
+      const int status = scalar(&xin[0][j], &xin[k1][j], &out[0], &out[o1]);
+      const int e = i + j;
+      for (int k = 0; k < NO; ++k) a.out[k][e] = out[k];
+      if (status != 0)
+        report(status, e, a.in[0], 1, a.in[k1], 1, a.out[0], 1, a.out[o1], 1, K::kName, false);
+    }
+  }
+
   // Under ERRMODE_NOERR alone, families that have it fix easy lanes in vector form.
   template <int NV> static unsigned noerr_shortcut(V (&x)[NI][NV], V (&r)[NO][NV], unsigned mask, SavedEnv &env) {
     if constexpr (HasNoerrShortcut<K>::value) {
@@ -172,24 +217,5 @@ constexpr int forward_slot(const char *tag) {
 }
 
 }  // namespace qor::bex
-
-// Declares the hidden table of a unit-stride entry, for I forms to forward through.
-#define QOR_UNIT_TABLE(entry) extern "C" __attribute__((visibility("hidden"))) BexKernelTable qor_ttab_##entry;
-
-// Defines the unit and strided kernels of a one-input, one-output entry:
-// qor_k_<entry>_<tag> and qor_k_<entry>I_<tag>, both running description K in
-// frame variant Env.
-#define QOR_UNARY_KERNELS(entry, tag, K, Env)                                                          \
-  QOR_UNIT_TABLE(entry)                                                                               \
-  extern "C" void qor_k_##entry##_##tag(int n, const K::T *a, K::T *r) {                              \
-    ::qor::bex::Frame<K, Env>::run_unit(n, {{a, a}, {1, 1}, {r, r}, {1, 1}});                         \
-  }                                                                                                   \
-  extern "C" void qor_k_##entry##I_##tag(int n, const K::T *a, int inca, K::T *r, int incr) {        \
-    if (inca == 1 && incr == 1) {                                                                     \
-      using Unit = void (*)(int, const K::T *, K::T *);                                               \
-      return ((Unit)qor_ttab_##entry.kernel[::qor::bex::forward_slot(#tag)])(n, a, r);                \
-    }                                                                                                 \
-    ::qor::bex::Frame<K, Env>::run_strided(n, {{a, a}, {inca, inca}, {r, r}, {incr, incr}});          \
-  }
 
 #endif

@@ -64,6 +64,25 @@ inline vl2 high_word_gt(vl2 bits, int32_t bound) {
   return as<vl2>(hi);
 }
 
+// Table gathers, lane by lane: the row numbers go to integer registers and
+// each row is loaded whole. Two-part float rows come back as hi and lo vectors.
+inline void gather_pairs(const float (*table)[2], vi4 j, vf4 &hi, vf4 &lo) {
+  __m128 r0 = _mm_castpd_ps(_mm_load_sd((const double *)table[j[0]]));
+  __m128 r1 = _mm_castpd_ps(_mm_load_sd((const double *)table[j[1]]));
+  __m128 r2 = _mm_castpd_ps(_mm_load_sd((const double *)table[j[2]]));
+  __m128 r3 = _mm_castpd_ps(_mm_load_sd((const double *)table[j[3]]));
+  __m128 u = _mm_unpacklo_ps(r0, r1), w = _mm_unpacklo_ps(r2, r3);  // hi hi lo lo
+  hi = as<vf4>(_mm_movelh_ps(u, w));
+  lo = as<vf4>(_mm_movehl_ps(w, u));
+}
+inline vf4 gather(const float *table, vi4 j) { return vf4{table[j[0]], table[j[1]], table[j[2]], table[j[3]]}; }
+inline vd2 gather(const double *table, vl2 j) { return vd2{table[j[0]], table[j[1]]}; }
+inline void gather_pairs(const double (*table)[2], vl2 j, vd2 &hi, vd2 &lo) {
+  __m128d r0 = _mm_loadu_pd(table[j[0]]), r1 = _mm_loadu_pd(table[j[1]]);
+  hi = as<vd2>(_mm_unpacklo_pd(r0, r1));
+  lo = as<vd2>(_mm_unpackhi_pd(r0, r1));
+}
+
 template <class V, class M> inline V select(M mask, V a, V b) {
   return as<V>((as<M>(a) & mask) | (as<M>(b) & ~mask));
 }

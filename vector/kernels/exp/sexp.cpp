@@ -1,7 +1,7 @@
 // sExp in three tiers. LA: no table, degree 5; HA: 128-row table, two-part
 // reduction, hi/lo reconstruction; EP: base-2 reduction without a split, degree 3.
 #include "vector/dispatch/accuracy.h"
-#include "vector/dispatch/frame.h"
+#include "vector/dispatch/kernel_defs.h"
 #include "vector/kernels/exp/exp_tables.inc"
 
 namespace qor::kernels {
@@ -108,7 +108,7 @@ struct SExpHA {
     vi4 ki = as<vi4>(t) - as<vi4>(vf4{kShifter, kShifter, kShifter, kShifter});
     vi4 j = ki & 127, n = ki >> 7;
     vf4 hi, lo;
-    for (int l = 0; l < 4; ++l) hi[l] = kExp2f_128[j[l]][0], lo[l] = kExp2f_128[j[l]][1];
+    gather_pairs(kExp2f_128, j, hi, lo);
     vf4 p = r + 0.5f * r * r;
     vf4 scale = as<vf4>((n + 127) << 23);
     bad = special_lanes(x);
