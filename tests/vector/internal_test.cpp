@@ -94,3 +94,94 @@ TEST(ReporterInternal, ComplexRecordCarriesImaginaryParts) {
 }
 
 }  // namespace
+
+// Frame variants, through a probe kernel that records the state it runs in.
+#include <xmmintrin.h>
+
+#include "vector/dispatch/frame.h"
+
+namespace {
+
+using namespace qor::simd;
+uint16_t inside_cw;
+unsigned inside_csr;
+
+struct Probe {
+  using T = float;
+  static constexpr int kIn = 1, kOut = 1, kBlock = 8;
+  static constexpr float kPad = 0.75f;
+  static constexpr const char *kName = "vsProbe";
+  static vf4 lanes(vf4 x, vi4 &bad) {
+    inside_cw = qor::platform::x87_control();
+    inside_csr = _mm_getcsr();
+    bad = x < 0.0f;
+    return x;
+  }
+  static int scalar(const float *a, float *r) {
+    *r = -*a;
+    return 0;
+  }
+};
+
+template <class Env> void run_probe(float *r) {
+  static const float a[6] = {1, -2, 3, 4, -5, 6};
+  qor::bex::Frame<Probe, Env>::run_unit(6, {{a, a}, {1, 1}, {r, r}, {1, 1}});
+}
+
+struct EnvCase {
+  uint16_t caller_cw;
+  unsigned caller_csr;
+};
+
+void set_state(uint16_t cw, unsigned csr) {
+  __asm__ volatile("fnclex; fldcw %0" ::"m"(cw));
+  _mm_setcsr(csr);
+}
+
+TEST(FrameVariants, EachForcesItsStateInsideAndRestoresTheCaller) {
+  const uint16_t cw0 = qor::platform::x87_control();
+  const unsigned csr0 = _mm_getcsr();
+  const uint16_t caller_cw = (cw0 & ~0xf3f) | 0x03e;  // invalid unmasked, single precision control
+  const unsigned caller_csr = (csr0 | 0x8040) & ~0x0080u;  // FTZ/DAZ on, invalid unmasked
+  float r[6];
+  qor_bex_kernel_SetMode(BEX_FTZDAZ_ON);
+
+  set_state(caller_cw, caller_csr);
+  run_probe<qor::bex::StandardEnv>(r);
+  const uint16_t std_cw = inside_cw, after_cw = qor::platform::x87_control();
+  const unsigned std_csr = inside_csr, after_csr = _mm_getcsr();
+  set_state(caller_cw, caller_csr);
+  run_probe<qor::bex::NoFlushEnv>(r);
+  const unsigned noflush_csr = inside_csr;
+  set_state(caller_cw, caller_csr);
+  run_probe<qor::bex::ExtendedX87Env>(r);
+  const uint16_t ext_cw = inside_cw;
+  const unsigned ext_csr = inside_csr;
+  set_state(caller_cw, caller_csr);
+  run_probe<qor::bex::DoubleX87Env>(r);
+  const uint16_t dbl_cw = inside_cw;
+  set_state(caller_cw, caller_csr);
+  run_probe<qor::bex::NoEnv>(r);
+  const uint16_t none_cw = inside_cw;
+  const unsigned none_csr = inside_csr;
+  set_state(cw0, csr0);
+  qor_bex_kernel_SetMode(BEX_FTZDAZ_OFF);
+
+  EXPECT_EQ(std_cw & 0x3f, 0x3f);
+  EXPECT_EQ(std_cw & 0xf00, caller_cw & 0xf00) << "standard leaves precision control";
+  EXPECT_EQ(std_csr & 0xffc0, 0x9fc0u) << "the Mode word asks for FTZ/DAZ";
+  EXPECT_EQ(after_cw, caller_cw);
+  EXPECT_EQ(after_csr & 0xffc0, caller_csr & 0xffc0);
+  EXPECT_EQ(noflush_csr & 0xffc0, 0x1f80u) << "never flushes, whatever the Mode word";
+  EXPECT_EQ(ext_cw & 0xf3f, 0x33f);
+  EXPECT_EQ(ext_csr & 0x1f80, 0x1f80u);
+  EXPECT_EQ(ext_csr & 0x8040, caller_csr & 0x8040) << "extended variant only masks";
+  EXPECT_EQ(dbl_cw & 0xf3f, 0x23f);
+  EXPECT_EQ(none_cw, caller_cw);
+  EXPECT_EQ(none_csr, caller_csr);
+  EXPECT_EQ(r[1], 2.0f);  // flagged lanes went to the scalar routine
+  EXPECT_EQ(r[4], 5.0f);
+  EXPECT_EQ(r[5], 6.0f);
+}
+
+}  // namespace
