@@ -134,7 +134,7 @@ template <class K, class Env = StandardEnv> struct Frame {
   static void unit_block(const Arrays &a, int i, SavedEnv &env) {
     constexpr int NV = B / W;
     alignas(64) T xin[NI][B];
-    unsigned mask = 0;
+    M any = {};
     for (int v = 0; v < NV; ++v) {
       V xv[NI], rv[NO];
       for (int k = 0; k < NI; ++k) {
@@ -144,9 +144,18 @@ template <class K, class Env = StandardEnv> struct Frame {
       M bad;
       lanes(xv, rv, bad);
       for (int k = 0; k < NO; ++k) simd::store(a.out[k] + i + v * W, rv[k]);
+      any |= bad;
+    }
+    if (__builtin_expect(simd::lane_bits(any) == 0, 1)) return;
+    // Rare: rebuild the mask lane by lane from the kept inputs.
+    unsigned mask = 0;
+    for (int v = 0; v < NV; ++v) {
+      V xv[NI], rv[NO];
+      for (int k = 0; k < NI; ++k) xv[k] = simd::load<V>(xin[k] + v * W);
+      M bad;
+      lanes(xv, rv, bad);
       mask |= simd::lane_bits(bad) << (v * W);
     }
-    if (__builtin_expect(mask == 0, 1)) return;
     if constexpr (HasNoerrShortcut<K>::value) {
       if (env.mode == 0) env.mode = get_mode();
       if ((env.mode & BEX_ERRMODE_MASK) == BEX_ERRMODE_NOERR) {
