@@ -99,21 +99,26 @@ inline vl2 d_special_lanes(vd2 x) {
   return from_high_words((words(x) - (int32_t)0x80100000) > (int32_t)0xffbfffff);
 }
 
-// x = m 2^(2q), m in [1, 4): 1/sqrt(x) = 1/sqrt(m) 2^-q. The seed comes from
-// the single precision instruction on m.
-inline void split_even(vd2 x, vd2 &m, vl2 &q) {
-  vl2 bits = as<vl2>(x);
-  vl2 e = ((bits >> 52) & 0x7ff) - 1023;  // unbiased, normal inputs only
-  vl2 odd = e & 1;
-  q = (e - odd) >> 1;
-  m = as<vd2>((bits & 0x000fffffffffffffLL) | ((odd + 1023) << 52));
+// x = m 2^(2q), m in [1, 4): 1/sqrt(x) = 1/sqrt(m) 2^-q. The exponent work is
+// done on the 32-bit high words (SSSE3 has no 64-bit arithmetic shift); q
+// comes back already placed in the exponent field. The seed is the single
+// precision instruction on m.
+inline void split_even(vd2 x, vd2 &m, vl2 &q_field) {
+  const vi4 high = {0, -1, 0, -1};
+  vi4 w = words(x);
+  vi4 e = ((w >> 20) & 0x7ff) - 1023;  // normal inputs only
+  vi4 odd = e & 1;
+  vi4 q = (e - odd) >> 1;
+  vi4 mw = (w & ~high) | (((w & 0x000fffff) | ((odd + 1023) << 20)) & high);
+  m = as<vd2>(mw);
+  q_field = as<vl2>((q << 20) & high);
 }
 inline vd2 seed(vd2 m) {
   vf4 mf = __builtin_convertvector(__builtin_shufflevector(m, m, 0, 1, 0, 1), vf4);
   vf4 y = rsqrt_approx(mf);
   return __builtin_convertvector(__builtin_shufflevector(y, y, 0, 1), vd2);
 }
-inline vd2 scale_down(vd2 y, vl2 q) { return as<vd2>(as<vl2>(y) - (q << 52)); }
+inline vd2 scale_down(vd2 y, vl2 q_field) { return as<vd2>(as<vl2>(y) - q_field); }
 
 int dinvsqrt_scalar(const double *a, double *r) {
   int st = invsqrt_special(*a, r);
