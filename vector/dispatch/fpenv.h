@@ -79,25 +79,19 @@ struct NoFlushEnv {
   }
 };
 
-// Element loops in x87 extended precision: masked, 64-bit significand, nearest.
-struct ExtendedX87Env {
+// Element loops in x87 arithmetic: exceptions masked, round to nearest, and
+// the precision control of the variant (0x300 extended, 0x200 double); the
+// SSE unit only gets its exception masks.
+template <uint16_t PrecisionControl> struct X87Env {
   static SavedEnv enter() {
     SavedEnv s;
-    fpenv::force_x87(s, 0xf3f, 0x33f);
+    fpenv::force_x87(s, 0xf3f, PrecisionControl | 0x3f);
     fpenv::mask_mxcsr(s);
     return s;
   }
 };
-
-// As above with a 53-bit significand.
-struct DoubleX87Env {
-  static SavedEnv enter() {
-    SavedEnv s;
-    fpenv::force_x87(s, 0xf3f, 0x23f);
-    fpenv::mask_mxcsr(s);
-    return s;
-  }
-};
+using ExtendedX87Env = X87Env<0x300>;
+using DoubleX87Env = X87Env<0x200>;
 
 // Pack and Unpack: no floating-point state at all.
 struct NoEnv {

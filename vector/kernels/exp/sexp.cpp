@@ -26,6 +26,28 @@ inline vi4 noerr_fix_sexp(vf4 x, vf4 &r) {
   return hi | lo;
 }
 
+// The first steps of every sExp scalar routine: NaN and infinities (no
+// report), overflow to +Inf (3), underflow to 0 below the denormals (4).
+// Returns -1 when x needs the computed path.
+inline int sexp_edges(float x, float *r) {
+  const uint32_t bits = as<uint32_t>(x);
+  if ((bits & 0x7f800000) == 0x7f800000) {
+    *r = (bits == 0xff800000u) ? 0.0f : x * x;  // -Inf -> +0; NaN quieted; +Inf
+    return 0;
+  }
+  if (x > kOverflow) {
+    volatile float big = 3.40282347e38f;
+    *r = big * big;  // rounds to +Inf, raising overflow
+    return 3;
+  }
+  if (x < kUnderflow) {
+    volatile float tiny = 1.40129846e-45f;
+    *r = tiny * tiny;  // rounds to 0, raising underflow
+    return 4;
+  }
+  return -1;
+}
+
 // The scalar routine of LA and EP; only flagged inputs come here.
 // Status 3 on overflow, 4 on underflow (denormal results included).
 struct SExpScalar {
@@ -34,21 +56,7 @@ struct SExpScalar {
 
   static int run(const float *a, float *r) {
     const float x = *a;
-    const uint32_t bits = as<uint32_t>(x);
-    if ((bits & 0x7f800000) == 0x7f800000) {
-      *r = (bits == 0xff800000u) ? 0.0f : x * x;  // -Inf -> +0; NaN quieted; +Inf
-      return 0;
-    }
-    if (x > kOverflow) {
-      volatile float big = 3.40282347e38f;
-      *r = big * big;
-      return 3;
-    }
-    if (x < kUnderflow) {
-      volatile float tiny = 1.40129846e-45f;
-      *r = tiny * tiny;
-      return 4;
-    }
+    if (int st = sexp_edges(x, r); st >= 0) return st;
     const float t = x * kLog2e + kShifter;
     const int k = (int16_t)as<uint32_t>(t);
     const float kf = t - kShifter;
@@ -118,21 +126,7 @@ struct SExpHA {
   // In double precision: 64-row table, degree 6, one rounding on narrowing.
   static int scalar(const float *a, float *r) {
     const float x = *a;
-    const uint32_t bits = as<uint32_t>(x);
-    if ((bits & 0x7f800000) == 0x7f800000) {
-      *r = (bits == 0xff800000u) ? 0.0f : x * x;
-      return 0;
-    }
-    if (x > kOverflow) {
-      volatile float big = 3.40282347e38f;
-      *r = big * big;
-      return 3;
-    }
-    if (x < kUnderflow) {
-      volatile float tiny = 1.40129846e-45f;
-      *r = tiny * tiny;
-      return 4;
-    }
+    if (int st = sexp_edges(x, r); st >= 0) return st;
     constexpr double kShift = 6755399441055744.0;
     constexpr double kL1d = f64(0x3f862e42fefa0000), kL2d = 2.5728046223276691e-14;
     const double xd = x;

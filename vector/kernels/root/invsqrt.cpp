@@ -127,6 +127,16 @@ int dinvsqrt_scalar(const double *a, double *r) {
   return 0;
 }
 
+// The common start of the d kernels: the lane test, the even-exponent split
+// and `steps` Newton steps y += y (1/2 - m y^2 / 2) from the 12-bit seed.
+inline vd2 newton_on_mantissa(vd2 x, int steps, vl2 &bad, vd2 &m, vl2 &q) {
+  bad = d_special_lanes(x);
+  split_even(x, m, q);
+  vd2 y = seed(m);
+  for (int k = 0; k < steps; ++k) y = y + y * (0.5 - 0.5 * m * y * y);
+  return y;
+}
+
 // LA and EP: three Newton steps from the 12-bit seed.
 struct DInvSqrtLAEP {
   using T = double;
@@ -134,12 +144,9 @@ struct DInvSqrtLAEP {
   static constexpr double kPad = 0.75;
   static constexpr const char *kName = "vdInvSqrt";
   static vd2 lanes(vd2 x, vl2 &bad) {
-    bad = d_special_lanes(x);
     vd2 m;
     vl2 q;
-    split_even(x, m, q);
-    vd2 y = seed(m);
-    for (int k = 0; k < 3; ++k) y = y + y * (0.5 - 0.5 * m * y * y);
+    vd2 y = newton_on_mantissa(x, 3, bad, m, q);
     return scale_down(y, q);
   }
   static int scalar(const double *a, double *r) { return dinvsqrt_scalar(a, r); }
@@ -166,12 +173,9 @@ struct DInvSqrtHA {
   static constexpr double kPad = 0.75;
   static constexpr const char *kName = "vdInvSqrt";
   static vd2 lanes(vd2 x, vl2 &bad) {
-    bad = d_special_lanes(x);
     vd2 m;
     vl2 q;
-    split_even(x, m, q);
-    vd2 y = seed(m);
-    for (int k = 0; k < 2; ++k) y = y + y * (0.5 - 0.5 * m * y * y);
+    vd2 y = newton_on_mantissa(x, 2, bad, m, q);
     vd2 yy, yy_err, t, t_err;
     two_product(y, y, yy, yy_err);
     two_product(m, yy, t, t_err);
