@@ -100,7 +100,7 @@ void vect3_pow_table(uint32_t *v, int n, const uint64_t *e, const uint32_t *tabl
 extern "C" {
 
 uint32_t __guxiPowMod(uint32_t a, uint64_t e, uint32_t m) {
-  uint64_t result = 1 % (uint64_t)m, base = a % (uint64_t)m;
+  uint64_t result = 1, base = a % (uint64_t)m;  // 1 for e = 0, whatever m
   for (; e; e >>= 1) {
     if (e & 1) result = result * base % m;
     base = base * base % m;

@@ -80,6 +80,12 @@ const BrngProperties *resolve_row(int id, int *status) {
   const BrngProperties *table = __guxGetBrngBaseOffset(id, &row, &sub);
   *status = __guxIsBrngValid(table, row, sub);
   if (*status < 0) return nullptr;
+  // The old table's check is an upper bound only; a negative row has no row
+  // to read, so it is refused here before any use.
+  if (row < 0) {
+    *status = GUX_STATUS_BAD_BRNG;
+    return nullptr;
+  }
   return &table[row];
 }
 
