@@ -20,7 +20,7 @@ def main():
            "// A^(2^k) modulo m for k = 0..%d, nine words per matrix, rows in order." % (COUNT - 1)]
     for name, m, (c1, c2, c3) in COMPONENTS:
         a = [[0, 1, 0], [0, 0, 1], [c3, c2, c1]]
-        out.append("extern \"C\" const uint32_t __guxVect3PowTable%s[%d * 9] = {" % (name, COUNT))
+        out.append("extern \"C\" QOR_RANDOM_RODATA const uint32_t __guxVect3PowTable%s[%d * 9] = {" % (name, COUNT))
         for k in range(COUNT):
             out.append("    " + ", ".join("%du" % v for row in a for v in row) + ",  // k=%d" % k)
             a = mul(a, a, m)

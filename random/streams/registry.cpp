@@ -37,7 +37,7 @@
 
 // Old ids index this table directly; rows 4..276 are the 273 WH sub-generators
 // (only row 4 is ever reached), 279 and 280 are empty.
-BrngProperties __RegBrngs[GUX_OLD_BRNG_ROWS] = {
+QOR_RANDOM_DATA BrngProperties __RegBrngs[GUX_OLD_BRNG_ROWS] = {
     MCG31M1_ROW, R250_ROW, MRG32K3A_ROW, MCG59_ROW,
     WH_ROWS_256, WH_ROWS_16, WH_ROW,
     SOBOL_ROW, NIEDERR_ROW, EMPTY_ROW, EMPTY_ROW};
@@ -45,18 +45,18 @@ static_assert(sizeof(__RegBrngs) / sizeof(BrngProperties) == GUX_OLD_BRNG_ROWS, 
 
 #define FAMILY(F, stateSize, seedCount, includesZero, wordSize, bitCount, subs) \
   ROW_OF(F, stateSize, seedCount, includesZero, wordSize, bitCount),
-BrngProperties __RegBrngsNew[GUX_NEW_BRNG_ROWS] = {
+QOR_RANDOM_DATA BrngProperties __RegBrngsNew[GUX_NEW_BRNG_ROWS] = {
 #include "random/streams/brng_families.def"
 };
 #undef FAMILY
 
 #define FAMILY(F, stateSize, seedCount, includesZero, wordSize, bitCount, subs) subs,
-int32_t BrngSubCounts[GUX_NEW_BRNG_ROWS] = {
+QOR_RANDOM_DATA int32_t BrngSubCounts[GUX_NEW_BRNG_ROWS] = {
 #include "random/streams/brng_families.def"
 };
 #undef FAMILY
 
-int32_t RegBrngCount = 16;
+QOR_RANDOM_DATA int32_t RegBrngCount = 16;
 
 namespace qor::random {
 

@@ -10,6 +10,11 @@
 #include "qor/qor_random_brng.h"
 #include "qor_core.h"
 
+// Exported data lives in sections of its own. Besides grouping it, this keeps
+// AddressSanitizer builds from adding indicator symbols to the export list.
+#define QOR_RANDOM_DATA __attribute__((section(".data.rel.qor_random")))
+#define QOR_RANDOM_RODATA __attribute__((section(".rodata.qor_random")))
+
 namespace qor::random {
 
 constexpr int kRecordAlignment = 128;

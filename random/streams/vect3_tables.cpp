@@ -2,5 +2,6 @@
 #include <stdint.h>
 
 #include "qor/qor_random_brng.h"
+#include "random/streams/stream_internal.h"
 
 #include "random/streams/vect3_pow_tables.inc"

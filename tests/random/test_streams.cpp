@@ -235,7 +235,7 @@ TEST(Streams, CopyStateMovesOnlyTheEssentialWords) {
   ASSERT_EQ(__guxNewStreamEx(&ref, GUX_BRNG_MCG59, 1, &seed), 0);
   ASSERT_EQ(__guxLeapfrogStream(leap, 1, 3), 0);
   ASSERT_EQ(__guxCopyStreamState(plain, leap), 0);
-  uint64_t x[4], y[4];
+  uint64_t x[4], y[5];
   __guxiBRngMCG59(plain, 4, reinterpret_cast<uint32_t *>(x));
   __guxiBRngMCG59(ref, 5, reinterpret_cast<uint32_t *>(y));  // plain stepping from element 1
   for (int k = 0; k < 4; ++k) EXPECT_EQ(x[k], y[k + 1]) << k;
