@@ -57,6 +57,7 @@ struct RealOut {
 
 template <class Out>
 void generate(Mcg31State &s, int n, const Out &out) {
+  if (n <= 0) return;
   uint32_t x = s.x;
   const uint32_t a = s.a;
   int i = 0;

@@ -43,6 +43,7 @@ struct RealOut {
 
 template <class Out>
 void generate(Mcg59State &s, int n, const Out &out) {
+  if (n <= 0) return;
   uint64_t x = s.x;
   const uint64_t a = s.a;
   const int main = n & ~15;

@@ -69,10 +69,13 @@ struct WhCall {
   }
 };
 
-// The real forms: the scalar step and the two-lane body agree operation for
-// operation, so the numbers do not depend on how a request is split.
+// All three forms run the same steps: a two-lane body for pairs of numbers
+// and a scalar step for the rest, operation for operation alike, so the
+// numbers do not depend on how a request is split. `emit` turns the states of
+// one number (put) or of two consecutive numbers (put2) into output.
 template <class Emit>
-void generate_real(GuxStream *stream, int n, const Emit &emit) {
+void generate(GuxStream *stream, int n, const Emit &emit) {
+  if (n <= 0) return;
   WhState &s = *state_of<WhState>(stream);
   const WhCall c(stream);
   double x[4], a[4];
@@ -87,32 +90,79 @@ void generate_real(GuxStream *stream, int n, const Emit &emit) {
     for (int k = 0; k < 4; ++k) {
       double next = reduce(a[k] * x[k], c.m[k], c.inv[k]);
       lane[k] = _mm_set_pd(next, x[k]);
-      double sq = reduce(a[k] * a[k], c.m[k], c.inv[k]);
-      a2[k] = _mm_set1_pd(sq);
+      a2[k] = _mm_set1_pd(reduce(a[k] * a[k], c.m[k], c.inv[k]));
       m[k] = _mm_set1_pd(c.m[k]);
       inv[k] = _mm_set1_pd(c.inv[k]);
     }
-    const int pairs = n & ~1;
-    for (; i < pairs; i += 2) {
-      __m128d u = _mm_mul_pd(lane[0], _mm_set1_pd(c.rcp[0]));
-      for (int k = 1; k < 4; ++k) u = _mm_add_pd(u, _mm_mul_pd(lane[k], _mm_set1_pd(c.rcp[k])));
-      u = _mm_sub_pd(u, _mm_cvtepi32_pd(_mm_cvttpd_epi32(u)));
-      emit.put2(i, u);
+    auto advance = [&] {
       for (int k = 0; k < 4; ++k) {
         __m128d p = _mm_mul_pd(lane[k], a2[k]);
         __m128d q = _mm_cvtepi32_pd(_mm_cvttpd_epi32(_mm_mul_pd(p, inv[k])));
         lane[k] = _mm_sub_pd(p, _mm_mul_pd(q, m[k]));
       }
+    };
+    const int quads = n & ~3, pairs = n & ~1;
+    for (; i < quads; i += 4) {  // four numbers a pass
+      emit.put2(c, i, lane);
+      advance();
+      emit.put2(c, i + 2, lane);
+      advance();
+    }
+    for (; i < pairs; i += 2) {
+      emit.put2(c, i, lane);
+      advance();
     }
     // The lane that matches the count delivered: step t of the low lane.
     for (int k = 0; k < 4; ++k) x[k] = _mm_cvtsd_f64(lane[k]);
   }
   for (; i < n; ++i) {
-    emit.put(i, c.uniform(x));
+    emit.put(c, i, x);
     for (int k = 0; k < 4; ++k) x[k] = reduce(a[k] * x[k], c.m[k], c.inv[k]);
   }
   for (int k = 0; k < 4; ++k) s.x[k] = (uint32_t)x[k];
 }
+
+// The weighted sum of both lanes, its fractional part, left to right.
+inline __m128d uniform2(const WhCall &c, const __m128d *lane) {
+  __m128d u = _mm_mul_pd(lane[0], _mm_set1_pd(c.rcp[0]));
+  for (int k = 1; k < 4; ++k) u = _mm_add_pd(u, _mm_mul_pd(lane[k], _mm_set1_pd(c.rcp[k])));
+  return _mm_sub_pd(u, _mm_cvtepi32_pd(_mm_cvttpd_epi32(u)));
+}
+
+struct WordEmit {
+  uint32_t *r;
+  void put(const WhCall &, int i, const double *x) const {
+    for (int k = 0; k < 4; ++k) r[4 * i + k] = (uint32_t)x[k];
+  }
+  void put2(const WhCall &, int i, const __m128d *lane) const {
+    __m128i lo = _mm_unpacklo_epi64(_mm_cvttpd_epi32(_mm_unpacklo_pd(lane[0], lane[1])),
+                                    _mm_cvttpd_epi32(_mm_unpacklo_pd(lane[2], lane[3])));
+    __m128i hi = _mm_unpacklo_epi64(_mm_cvttpd_epi32(_mm_unpackhi_pd(lane[0], lane[1])),
+                                    _mm_cvttpd_epi32(_mm_unpackhi_pd(lane[2], lane[3])));
+    _mm_storeu_si128(reinterpret_cast<__m128i *>(r + 4 * i), lo);
+    _mm_storeu_si128(reinterpret_cast<__m128i *>(r + 4 * i + 4), hi);
+  }
+};
+
+struct DoubleEmit {
+  double *r;
+  double w, a;
+  void put(const WhCall &c, int i, const double *x) const { r[i] = c.uniform(x) * w + a; }
+  void put2(const WhCall &c, int i, const __m128d *lane) const {
+    _mm_storeu_pd(r + i, _mm_add_pd(_mm_mul_pd(uniform2(c, lane), _mm_set1_pd(w)), _mm_set1_pd(a)));
+  }
+};
+
+// The s form: the sum and the scaling in doubles, the result rounded.
+struct FloatEmit {
+  float *r;
+  double w, a;
+  void put(const WhCall &c, int i, const double *x) const { r[i] = (float)(c.uniform(x) * w + a); }
+  void put2(const WhCall &c, int i, const __m128d *lane) const {
+    __m128d v = _mm_add_pd(_mm_mul_pd(uniform2(c, lane), _mm_set1_pd(w)), _mm_set1_pd(a));
+    _mm_storel_pi(reinterpret_cast<__m64 *>(r + i), _mm_cvtpd_ps(v));
+  }
+};
 
 }  // namespace
 }  // namespace qor::random
@@ -157,44 +207,17 @@ int __guxBRngWHInitStream(int method, GuxStream *stream, int n, const void *para
 }
 
 int __guxiBRngWH(GuxStream *stream, int n, uint32_t *r) {
-  WhState &s = *state_of<WhState>(stream);
-  const WhCall c(stream);
-  double x[4];
-  for (int k = 0; k < 4; ++k) x[k] = s.x[k];
-  for (int i = 0; i < n; ++i) {
-    for (int k = 0; k < 4; ++k) {
-      r[4 * i + k] = (uint32_t)x[k];
-      x[k] = reduce((double)s.a[k] * x[k], c.m[k], c.inv[k]);
-    }
-  }
-  for (int k = 0; k < 4; ++k) s.x[k] = (uint32_t)x[k];
+  generate(stream, n, WordEmit{r});
   return GUX_STATUS_OK;
 }
 
 int __guxdBRngWH(GuxStream *stream, int n, double *r, double a, double b) {
-  struct Emit {
-    double *r;
-    double w, a;
-    void put(int i, double u) const { r[i] = u * w + a; }
-    void put2(int i, __m128d u) const {
-      _mm_storeu_pd(r + i, _mm_add_pd(_mm_mul_pd(u, _mm_set1_pd(w)), _mm_set1_pd(a)));
-    }
-  };
-  generate_real(stream, n, Emit{r, b - a, a});
+  generate(stream, n, DoubleEmit{r, b - a, a});
   return GUX_STATUS_OK;
 }
 
 int __guxsBRngWH(GuxStream *stream, int n, float *r, float a, float b) {
-  struct Emit {
-    float *r;
-    double w, a;
-    void put(int i, double u) const { r[i] = (float)(u * w + a); }
-    void put2(int i, __m128d u) const {
-      __m128d v = _mm_add_pd(_mm_mul_pd(u, _mm_set1_pd(w)), _mm_set1_pd(a));
-      _mm_storel_pi(reinterpret_cast<__m64 *>(r + i), _mm_cvtpd_ps(v));
-    }
-  };
-  generate_real(stream, n, Emit{r, (double)b - (double)a, (double)a});
+  generate(stream, n, FloatEmit{r, (double)b - (double)a, (double)a});
   return GUX_STATUS_OK;
 }
 

@@ -51,7 +51,7 @@ int __guxAllocateStream(GuxStream **streamOut, const BrngProperties *table, int 
   *streamOut = nullptr;
   int status = __guxIsBrngValid(table, row, sub);
   if (status < 0) return status;
-  if (!row_is_creatable(table[row])) return GUX_STATUS_BAD_BRNG;
+  if (row < 0 || !row_is_creatable(table[row])) return GUX_STATUS_BAD_BRNG;
   GuxStream *s = allocate_record(table[row], id);
   if (!s) return GUX_STATUS_NO_MEMORY;
   *streamOut = s;

@@ -252,6 +252,19 @@ TEST_P(Generator, LeapfrogTakesEveryNthElementFromK) {
   }
 }
 
+TEST_P(Generator, EmptyAndNegativeCountsWriteNothing) {
+  const Case &c = GetParam();
+  const BrngProperties &p = __guxGetBrngBaseOffset(c.id, &row_, &sub_)[row_];
+  std::vector<uint32_t> guard(64, 0xA5A5A5A5u);
+  for (int n : {0, -1, -5, -17, -100}) {
+    EXPECT_EQ(p.iGenerate(stream_, n, guard.data() + 32), 0);
+    EXPECT_EQ(p.dGenerate(stream_, n, reinterpret_cast<double *>(guard.data() + 32), 0, 1), 0);
+    EXPECT_EQ(p.sGenerate(stream_, n, reinterpret_cast<float *>(guard.data() + 32), 0, 1), 0);
+  }
+  for (uint32_t g : guard) ASSERT_EQ(g, 0xA5A5A5A5u);
+  check_splits({40}, "i");  // the stream did not move
+}
+
 TEST_P(Generator, UnsupportedMethodsAndStreamCount) {
   const Case &c = GetParam();
   const int init = __guxGetBrngBaseOffset(c.id, &row_, &sub_)[row_].initStream(7, stream_, 0, nullptr);
