@@ -127,10 +127,15 @@ typedef struct GlobRODataEntry {
 } GlobRODataEntry;
 
 /* ---- registry (exported data) ------------------------------------------- */
-QOR_API BrngProperties __RegBrngs[GUX_OLD_BRNG_ROWS];
-QOR_API BrngProperties __RegBrngsNew[GUX_NEW_BRNG_ROWS];
-QOR_API int32_t BrngSubCounts[GUX_NEW_BRNG_ROWS];
-QOR_API int32_t RegBrngCount;
+#ifdef __cplusplus
+#define QOR_RANDOM_DATA_API extern "C" __attribute__((visibility("default")))
+#else
+#define QOR_RANDOM_DATA_API extern __attribute__((visibility("default")))
+#endif
+QOR_RANDOM_DATA_API BrngProperties __RegBrngs[GUX_OLD_BRNG_ROWS];
+QOR_RANDOM_DATA_API BrngProperties __RegBrngsNew[GUX_NEW_BRNG_ROWS];
+QOR_RANDOM_DATA_API int32_t BrngSubCounts[GUX_NEW_BRNG_ROWS];
+QOR_RANDOM_DATA_API int32_t RegBrngCount;
 
 /* ---- streams -------------------------------------------------------------- */
 QOR_API int __guxNewStreamEx(GuxStream **streamOut, int id, int seedCount, const uint32_t *seeds);

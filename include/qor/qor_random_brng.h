@@ -43,8 +43,8 @@ QOR_API void __guxiVect3PowArrayMod_M2(uint32_t *v, int n, const uint64_t *e,
 /* The tables for the two moduli: A^(2^k) for k = 0..255, so that any exponent
  * of up to four words is exact (only k <= 192 matter below the period). Words
  * of the exponent past the fourth are not read by the table routines. */
-QOR_API const uint32_t __guxVect3PowTableM1[];
-QOR_API const uint32_t __guxVect3PowTableM2[];
+QOR_RANDOM_DATA_API const uint32_t __guxVect3PowTableM1[256 * 9];
+QOR_RANDOM_DATA_API const uint32_t __guxVect3PowTableM2[256 * 9];
 
 /* ---- jumps of GF(2)-linear generators ---------------------------------------- */
 /* out := x^n mod F over GF(2); F given by its `terms` exponents, ascending, the

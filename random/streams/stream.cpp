@@ -74,10 +74,8 @@ int __guxCopyStream(GuxStream **streamOut, const GuxStream *source) {
   if (!row_is_creatable(*row)) return GUX_STATUS_BAD_BRNG;
   GuxStream *s = allocate_record(*row, source->brngId);
   if (!s) return GUX_STATUS_NO_MEMORY;
+  // Header and state come from the source; the chunk list is copied below.
   memcpy(s, source, record_allocation_size(*row));
-  s->headerMarkA = 1;
-  s->headerMarkB = 0;
-  s->headerMarkC = 0;
   s->chunks = nullptr;
   status = __guxCopyChunks(s, source);
   if (status < 0) {

@@ -2,6 +2,7 @@
 // by id, copies, the 127/128 limits and reference counts across copies.
 #include <gtest/gtest.h>
 
+#include <thread>
 #include <vector>
 
 #include "qor/qor_random.h"
@@ -195,6 +196,32 @@ TEST(SharedTable, LimitsOf127And128) {
   ASSERT_EQ(__guxAddChunk(s, 9, last, block(1), 4), 0);
   EXPECT_EQ(ref_count(last), 1);
   __guxDeleteStream(&s);
+}
+
+// Streams on several threads copy and drop references to one shared entry
+// while each thread also creates and removes entries of its own: the counts
+// come back exactly.
+TEST(SharedTable, ConcurrentReferenceCounting) {
+  GuxStream *master = new_stream();
+  const uint64_t common[2] = {0xFEED, 7};
+  ASSERT_EQ(__guxAddChunk(master, 9, common, block(1), 4), 0);
+  std::vector<std::thread> threads;
+  for (int t = 0; t < 4; ++t)
+    threads.emplace_back([master, t] {
+      for (int k = 0; k < 300; ++k) {
+        GuxStream *c = nullptr;
+        if (__guxCopyStream(&c, master) != 0) return;
+        const uint64_t own[2] = {(uint64_t)t + 1, (uint64_t)k + 1};
+        __guxAddChunk(c, 10, own, block(k), 4);
+        __guxDeleteStream(&c);
+      }
+    });
+  for (auto &th : threads) th.join();
+  EXPECT_EQ(ref_count(common), 1);
+  const uint64_t own[2] = {1, 300};
+  EXPECT_EQ(ref_count(own), 0);
+  __guxDeleteStream(&master);
+  EXPECT_EQ(ref_count(common), 0);
 }
 
 }  // namespace
