@@ -186,6 +186,19 @@ TEST_P(Generator, SplitsAnywhereGiveTheSameNumbers) {
   }
 }
 
+// Every cut of 100 numbers into two calls, each form and a change of form at the cut.
+TEST_P(Generator, EveryTwoWaySplit) {
+  for (const char *forms : {"ii", "dd", "ss", "di", "sd", "is"}) {
+    for (int cut = 0; cut <= 100; ++cut) {
+      SCOPED_TRACE(::testing::Message() << forms << " cut " << cut);
+      TearDown();
+      SetUp();
+      check_splits({cut, 100 - cut}, forms);
+      if (HasFatalFailure()) return;
+    }
+  }
+}
+
 TEST_P(Generator, MixedFormsContinueOneSequence) {
   check_splits(kAwkward, "ids");
   TearDown();
