@@ -85,7 +85,7 @@ inline void gather_pairs(const double (*table)[2], vl2 j, vd2 &hi, vd2 &lo) {
 
 // The high 32-bit words of two doubles sit in lanes 1 and 3 of the bits; a
 // 32-bit lane mask on those lanes widens to a 64-bit lane mask.
-inline vi4 words(vd2 x) { return as<vi4>(x); }
+inline vi4 words(vd2 x) { return as<vi4>(x); }  // lanes 1 and 3 hold the high words
 inline vl2 from_high_words(vi4 m) { return as<vl2>(__builtin_shuffle(m, vi4{1, 1, 3, 3})); }
 
 template <class V, class M> inline V select(M mask, V a, V b) {

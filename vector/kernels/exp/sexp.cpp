@@ -92,7 +92,7 @@ struct SExpLA {
     vf4 r = (x - k * SExpScalar::kL1) - k * SExpScalar::kL2;
     vf4 p = 1.0f + r * (c1 + r * (c2 + r * (c3 + r * (c4 + r * c5))));
     bad = special_lanes(x);
-    return as<vf4>(as<vi4>(p) + (as<vi4>(t) << 23));
+    return as<vf4>(as<vu4>(p) + (as<vu4>(t) << 23));
   }
   static int scalar(const float *a, float *r) { return SExpScalar::run(a, r); }
   static vi4 noerr_fix(vf4 x, vf4 &r) { return noerr_fix_sexp(x, r); }
@@ -113,12 +113,12 @@ struct SExpHA {
     vf4 t = x * kInvL + kShifter;
     vf4 k = t - kShifter;
     vf4 r = (x - k * kL1) - k * kL2;
-    vi4 ki = as<vi4>(t) - as<vi4>(vf4{kShifter, kShifter, kShifter, kShifter});
+    vi4 ki = as<vi4>(as<vu4>(t) - as<vu4>(vf4{kShifter, kShifter, kShifter, kShifter}));
     vi4 j = ki & 127, n = ki >> 7;
     vf4 hi, lo;
     gather_pairs(kExp2f_128, j, hi, lo);
     vf4 p = r + 0.5f * r * r;
-    vf4 scale = as<vf4>((n + 127) << 23);
+    vf4 scale = as<vf4>(as<vu4>(n + 127) << 23);
     bad = special_lanes(x);
     return scale * (hi + (lo + hi * p));
   }
@@ -156,7 +156,7 @@ struct SExpEP {
     vf4 f = y - (t - kShifter);
     vf4 p = 1.0f + f * (0.693178296f + f * (0.242028862f + f * 0.0555040054f));
     bad = special_lanes(x);
-    return as<vf4>(as<vi4>(p) + (as<vi4>(t) << 23));
+    return as<vf4>(as<vu4>(p) + (as<vu4>(t) << 23));
   }
   static int scalar(const float *a, float *r) { return SExpScalar::run(a, r); }
   static vi4 noerr_fix(vf4 x, vf4 &r) { return noerr_fix_sexp(x, r); }

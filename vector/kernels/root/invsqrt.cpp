@@ -13,7 +13,7 @@ namespace {
 using namespace qor::simd;
 
 // Positive normal floats below 0x7f7ff000: one subtraction, one signed compare.
-inline vi4 s_special_lanes(vf4 x) { return (as<vi4>(x) - (int32_t)0x80800000) > (int32_t)0xfefff000; }
+inline vi4 s_special_lanes(vf4 x) { return as<vi4>(as<vu4>(x) - 0x80800000u) > (int32_t)0xfefff000; }
 
 inline vf4 rsqrt_approx(vf4 x) { return as<vf4>(_mm_rsqrt_ps(as<__m128>(x))); }
 
@@ -96,7 +96,7 @@ QOR_ACCURACY(sInvSqrt, HA, ULP, 1.0)
 
 // d: positive normal doubles by the high word (a subtraction of 0x80100000).
 inline vl2 d_special_lanes(vd2 x) {
-  return from_high_words((words(x) - (int32_t)0x80100000) > (int32_t)0xffbfffff);
+  return from_high_words(as<vi4>(as<vu4>(x) - 0x80100000u) > (int32_t)0xffbfffff);
 }
 
 // x = m 2^(2q), m in [1, 4): 1/sqrt(x) = 1/sqrt(m) 2^-q. The exponent work is
@@ -111,7 +111,7 @@ inline void split_even(vd2 x, vd2 &m, vl2 &q_field) {
   vi4 q = (e - odd) >> 1;
   vi4 mw = (w & ~high) | (((w & 0x000fffff) | ((odd + 1023) << 20)) & high);
   m = as<vd2>(mw);
-  q_field = as<vl2>((q << 20) & high);
+  q_field = as<vl2>((as<vu4>(q) << 20) & as<vu4>(high));
 }
 inline vd2 seed(vd2 m) {
   vf4 mf = __builtin_convertvector(__builtin_shufflevector(m, m, 0, 1, 0, 1), vf4);
