@@ -1,0 +1,305 @@
+// The three families of basic-statistics kernels, written once as templates
+// over (observation storage, weights, order, cross-product) and instantiated
+// into a 64-entry table per precision by ss_kernel_table.
+//
+// All kernels share one shape: observations go in chunks; for a chunk the
+// per-observation coefficients (which depend on the weights only) are
+// computed once, then dimensions are taken 4, 2 and 1 at a time, each group
+// keeping its running values in registers while it walks the chunk. The data
+// of a chunk stay in the first-level cache while the groups pass over them.
+#ifndef QOR_STATS_SS_KERNELS_H
+#define QOR_STATS_SS_KERNELS_H
+
+#include <algorithm>
+#include <cstdint>
+
+namespace qor::ss {
+
+// (first obs, last obs, n, first dim, last dim, p, X, weights, aux,
+//  block weights {W, V, -, -}, mean, raw 2..4, central sums 2..4, cross-product)
+// The cross-product is p by p, column-major, upper triangle (row <= column).
+template <class T>
+using Kernel = void (*)(int64_t, int64_t, int64_t, int64_t, int64_t, int64_t, const T *,
+                        const T *, const void *, T *, T *, T *, T *, T *, T *, T *, T *, T *);
+
+// What the running kernels take besides the arrays. The running mean is kept
+// relative to a shift per dimension (a value of the data or an earlier mean):
+// near the data, so that far from zero the mean's rounding stays at the
+// spread's scale rather than the offset's. `dev` holds one chunk of
+// deviations for the cross-product members.
+template <class T>
+struct RunningAux {
+  const T *shift;
+  T *dev;
+};
+
+constexpr int64_t kChunk = 256;
+
+// Observations per chunk of the running cross-product kernels, whose scratch
+// holds one chunk of deviations (chunk * p reals).
+inline int64_t cp_chunk(int64_t p) { return std::max<int64_t>(1, std::min<int64_t>(kChunk, 8192 / p)); }
+inline int64_t cp_scratch_size(int64_t p) { return cp_chunk(p) * p; }
+
+template <class T, bool Rows>
+struct Layout {
+  const T *x;
+  int64_t n, p;
+  T at(int64_t i, int64_t j) const { return Rows ? x[i * p + j] : x[j * n + i]; }
+};
+
+// Index of the first observation not inside the run of exactly-zero weights
+// at the front (a NaN weight ends the run).
+template <class T, bool Weighted>
+int64_t skip_zero_weights(int64_t i0, int64_t i1, const T *w) {
+  if (Weighted)
+    while (i0 < i1 && w[i0] == T(0)) ++i0;
+  return i0;
+}
+
+// ---- running update (one-pass): Order 0 mean; 1 + M2; 2 + raw 2; 3 all ----
+template <class T, bool Rows, bool Weighted, int Order, bool CP>
+struct Running {
+  struct Coef {
+    T x[kChunk], keep[kChunk], m2[kChunk], m3[kChunk], m4[kChunk], r[kChunk];
+  };
+
+  template <int U>
+  static void group(const Layout<T, Rows> &X, int64_t i, int64_t len, int64_t j, const Coef &c,
+                    T *mean, T *r2, T *r3, T *r4, T *M2, T *M3, T *M4, const RunningAux<T> &aux,
+                    int64_t j0) {
+    T m[U], k[U], s2[U], s3[U], s4[U], a2[U], a3[U], a4[U];
+    T *dev = aux.dev;
+    for (int u = 0; u < U; ++u) {
+      m[u] = mean[j + u];
+      k[u] = aux.shift[j + u];
+      if (Order >= 1) s2[u] = M2[j + u];
+      if (Order >= 2) a2[u] = r2[j + u];
+      if (Order == 3) s3[u] = M3[j + u], s4[u] = M4[j + u], a3[u] = r3[j + u], a4[u] = r4[j + u];
+    }
+    for (int64_t q = 0; q < len; ++q) {
+      for (int u = 0; u < U; ++u) {
+        const T x = X.at(i + q, j + u), xs = x - k[u];
+        const T d = xs - m[u];
+        if (Order == 3) {
+          const T r = c.r[q], dd = d * d;
+          s4[u] += T(-4) * r * d * s3[u] + T(6) * r * r * dd * s2[u] + dd * dd * c.m4[q];
+          s3[u] += T(-3) * r * d * s2[u] + dd * d * c.m3[q];
+        }
+        if (Order >= 1) s2[u] += d * d * c.m2[q];
+        m[u] = xs * c.x[q] + m[u] * c.keep[q];
+        if (Order >= 2) {
+          const T x2 = x * x;
+          a2[u] = x2 * c.x[q] + a2[u] * c.keep[q];
+          if (Order == 3) {
+            a3[u] = x2 * x * c.x[q] + a3[u] * c.keep[q];
+            a4[u] = x2 * x2 * c.x[q] + a4[u] * c.keep[q];
+          }
+        }
+        if (CP) dev[(j + u - j0) * len + q] = d;
+      }
+    }
+    for (int u = 0; u < U; ++u) {
+      mean[j + u] = m[u];
+      if (Order >= 1) M2[j + u] = s2[u];
+      if (Order >= 2) r2[j + u] = a2[u];
+      if (Order == 3) M3[j + u] = s3[u], M4[j + u] = s4[u], r3[j + u] = a3[u], r4[j + u] = a4[u];
+    }
+  }
+
+  static void run(int64_t i0, int64_t i1, int64_t n, int64_t j0, int64_t j1, int64_t p,
+                  const T *x, const T *w, const void *aux_ptr, T *acc, T *mean, T *r2, T *r3,
+                  T *r4, T *M2, T *M3, T *M4, T *cp) {
+    const Layout<T, Rows> X{x, n, p};
+    const RunningAux<T> &aux = *static_cast<const RunningAux<T> *>(aux_ptr);
+    T W = acc[0], V = acc[1];
+    Coef c;
+    const int64_t chunk = CP ? cp_chunk(p) : kChunk;
+    for (int64_t i = skip_zero_weights<T, Weighted>(i0, i1, w), len; i < i1; i += len) {
+      len = std::min(chunk, i1 - i);
+      for (int64_t k = 0; k < len; ++k) {
+        const T wk = Weighted ? w[i + k] : T(1);
+        const T t = T(1) / (W + wk), r = wk * t;
+        c.x[k] = Weighted ? r : t;
+        c.keep[k] = W * t;
+        c.m2[k] = W * r;
+        if (Order == 3) {
+          c.r[k] = r;
+          c.m3[k] = r * t * W * (W - wk);
+          c.m4[k] = t * t * r * W * (W * W - (W - wk) * wk);
+        }
+        W += wk;
+        V += wk * wk;
+      }
+      int64_t j = j0;
+      for (; j + 4 <= j1; j += 4) group<4>(X, i, len, j, c, mean, r2, r3, r4, M2, M3, M4, aux, j0);
+      for (; j + 2 <= j1; j += 2) group<2>(X, i, len, j, c, mean, r2, r3, r4, M2, M3, M4, aux, j0);
+      for (; j < j1; ++j) group<1>(X, i, len, j, c, mean, r2, r3, r4, M2, M3, M4, aux, j0);
+      if (CP) {
+        // CP[a][b] += sum over the chunk of (W*r) * d[a] * d[b], upper triangle.
+        for (int64_t b = j0; b < j1; ++b) {
+          const T *db = aux.dev + (b - j0) * len;
+          for (int64_t a = j0; a <= b; ++a) {
+            const T *da = aux.dev + (a - j0) * len;
+            T s = 0;
+            for (int64_t k = 0; k < len; ++k) s += c.m2[k] * da[k] * db[k];
+            cp[a + b * p] += s;
+          }
+        }
+      }
+    }
+    acc[0] = W;
+    acc[1] = V;
+  }
+};
+
+// Sums of weights of a range, with the leading run of zero weights skipped.
+template <class T, bool Weighted>
+void add_weights(int64_t i, int64_t i1, const T *w, T &W, T &V) {
+  if (!Weighted) {
+    W += T(i1 - i);
+    V += T(i1 - i);
+    return;
+  }
+  for (; i < i1; ++i) W += w[i], V += w[i] * w[i];
+}
+
+// ---- sums of powers (fast): Order 0 mean; 1 + raw 2; 2 + raw 3; 3 + raw 4 ----
+// Means become sums, chunk partial sums are added in, sums become means again.
+template <class T, bool Rows, bool Weighted, int Order>
+struct Sums {
+  template <int U>
+  static void group(const Layout<T, Rows> &X, const T *w, int64_t i, int64_t len, int64_t j,
+                    T *s1, T *s2, T *s3, T *s4) {
+    T a1[U] = {}, a2[U] = {}, a3[U] = {}, a4[U] = {};
+    for (int64_t k = 0; k < len; ++k) {
+      for (int u = 0; u < U; ++u) {
+        const T x = X.at(i + k, j + u);
+        const T xw = Weighted ? x * w[i + k] : x;
+        a1[u] += xw;
+        if (Order >= 1) {
+          const T x2w = xw * x;
+          a2[u] += x2w;
+          if (Order >= 2) a3[u] += x2w * x;
+          if (Order >= 3) a4[u] += x2w * x * x;
+        }
+      }
+    }
+    for (int u = 0; u < U; ++u) {
+      s1[j + u] += a1[u];
+      if (Order >= 1) s2[j + u] += a2[u];
+      if (Order >= 2) s3[j + u] += a3[u];
+      if (Order >= 3) s4[j + u] += a4[u];
+    }
+  }
+
+  static void run(int64_t i0, int64_t i1, int64_t n, int64_t j0, int64_t j1, int64_t p,
+                  const T *x, const T *w, const void *, T *acc, T *mean, T *r2, T *r3, T *r4, T *,
+                  T *, T *, T *) {
+    const Layout<T, Rows> X{x, n, p};
+    T W = acc[0], V = acc[1];
+    T *arr[4] = {mean, r2, r3, r4};
+    if (W > T(0))
+      for (int o = 0; o <= Order; ++o)
+        for (int64_t j = j0; j < j1; ++j) arr[o][j] *= W;
+    const int64_t first = skip_zero_weights<T, Weighted>(i0, i1, w);
+    add_weights<T, Weighted>(first, i1, w, W, V);
+    for (int64_t i = first, len; i < i1; i += len) {
+      len = std::min(kChunk, i1 - i);
+      int64_t j = j0;
+      for (; j + 4 <= j1; j += 4) group<4>(X, w, i, len, j, mean, r2, r3, r4);
+      for (; j + 2 <= j1; j += 2) group<2>(X, w, i, len, j, mean, r2, r3, r4);
+      for (; j < j1; ++j) group<1>(X, w, i, len, j, mean, r2, r3, r4);
+    }
+    if (W != T(0)) {
+      const T inv = T(1) / W;
+      for (int o = 0; o <= Order; ++o)
+        for (int64_t j = j0; j < j1; ++j) arr[o][j] *= inv;
+    }
+    acc[0] = W;
+    acc[1] = V;
+  }
+};
+
+// ---- sums about a given mean: Order 0 M2; 1 + M3; 2 + M4; 3 + raw 2..4 ----
+// The mean is input and is not touched; central sums accumulate w*(x - mean)^k.
+template <class T, bool Rows, bool Weighted, int Order>
+struct AboutMean {
+  static constexpr int kCentral = Order >= 2 ? 4 : Order + 2;  // highest central power
+
+  template <int U>
+  static void group(const Layout<T, Rows> &X, const T *w, int64_t i, int64_t len, int64_t j,
+                    const T *mu, T *M2, T *M3, T *M4, T *s2, T *s3, T *s4) {
+    T c2[U] = {}, c3[U] = {}, c4[U] = {}, a2[U] = {}, a3[U] = {}, a4[U] = {}, m[U];
+    for (int u = 0; u < U; ++u) m[u] = mu[j + u];
+    for (int64_t k = 0; k < len; ++k) {
+      for (int u = 0; u < U; ++u) {
+        const T x = X.at(i + k, j + u);
+        const T d = x - m[u];
+        const T dw = Weighted ? d * w[i + k] : d;
+        const T d2w = dw * d;
+        c2[u] += d2w;
+        if (kCentral >= 3) c3[u] += d2w * d;
+        if (kCentral >= 4) c4[u] += d2w * d * d;
+        if (Order == 3) {
+          const T x2w = (Weighted ? x * w[i + k] : x) * x;
+          a2[u] += x2w;
+          a3[u] += x2w * x;
+          a4[u] += x2w * x * x;
+        }
+      }
+    }
+    for (int u = 0; u < U; ++u) {
+      M2[j + u] += c2[u];
+      if (kCentral >= 3) M3[j + u] += c3[u];
+      if (kCentral >= 4) M4[j + u] += c4[u];
+      if (Order == 3) s2[j + u] += a2[u], s3[j + u] += a3[u], s4[j + u] += a4[u];
+    }
+  }
+
+  static void run(int64_t i0, int64_t i1, int64_t n, int64_t j0, int64_t j1, int64_t p,
+                  const T *x, const T *w, const void *, T *acc, T *mean, T *r2, T *r3, T *r4,
+                  T *M2, T *M3, T *M4, T *) {
+    const Layout<T, Rows> X{x, n, p};
+    T W = acc[0], V = acc[1];
+    T *raw[3] = {r2, r3, r4};
+    if (Order == 3 && W > T(0))
+      for (int o = 0; o < 3; ++o)
+        for (int64_t j = j0; j < j1; ++j) raw[o][j] *= W;
+    const int64_t first = skip_zero_weights<T, Weighted>(i0, i1, w);
+    add_weights<T, Weighted>(first, i1, w, W, V);
+    for (int64_t i = first, len; i < i1; i += len) {
+      len = std::min(kChunk, i1 - i);
+      int64_t j = j0;
+      for (; j + 4 <= j1; j += 4) group<4>(X, w, i, len, j, mean, M2, M3, M4, r2, r3, r4);
+      for (; j + 2 <= j1; j += 2) group<2>(X, w, i, len, j, mean, M2, M3, M4, r2, r3, r4);
+      for (; j < j1; ++j) group<1>(X, w, i, len, j, mean, M2, M3, M4, r2, r3, r4);
+    }
+    if (Order == 3 && W != T(0)) {
+      const T inv = T(1) / W;
+      for (int o = 0; o < 3; ++o)
+        for (int64_t j = j0; j < j1; ++j) raw[o][j] *= inv;
+    }
+    acc[0] = W;
+    acc[1] = V;
+  }
+};
+
+// Table positions of the families.
+constexpr int kRunningBase = 0, kSumsBase = 32, kAboutMeanBase = 48;
+inline int running_index(bool rows, bool weighted, int order, bool cp) {
+  return kRunningBase + (rows ? 16 : 0) + (weighted ? 8 : 0) + 2 * order + (cp ? 1 : 0);
+}
+inline int sums_index(bool rows, bool weighted, int order) {
+  return kSumsBase + (rows ? 8 : 0) + (weighted ? 4 : 0) + order;
+}
+inline int about_mean_index(bool rows, bool weighted, int order) {
+  return kAboutMeanBase + (rows ? 8 : 0) + (weighted ? 4 : 0) + order;
+}
+
+// The 64 kernels of one precision, in table order.
+template <class T>
+const Kernel<T> *kernel_table();
+
+}  // namespace qor::ss
+
+#endif
