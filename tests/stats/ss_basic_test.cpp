@@ -120,13 +120,13 @@ TEST_P(BenignData, FastSumsMatchTheReference) {
 INSTANTIATE_TEST_SUITE_P(Layouts, BenignData,
                          ::testing::Combine(::testing::Bool(), ::testing::Bool(), ::testing::Values(1, 3)));
 
-// (method, weighted)
-class Progressive : public ::testing::TestWithParam<std::tuple<uint64_t, bool>> {};
+// (method, weighted, threads)
+class Progressive : public ::testing::TestWithParam<std::tuple<uint64_t, bool, int>> {};
 
 // Two calls over the halves leave what one call over all leaves.
 TEST_P(Progressive, TwoHalvesEqualTheWhole) {
-  const auto [method, weighted] = GetParam();
-  Threads t(3);
+  const auto [method, weighted, threads] = GetParam();
+  Threads t(threads);
   const auto d = make_data<double>(4, 8000, true, weighted, method == GUX_SS_M_FAST ? 1.0 : 1e6, 1.0, 3);
   DataSet<double> first = d, second = d;
   first.n = second.n = d.n / 2;
@@ -160,7 +160,7 @@ TEST_P(Progressive, TwoHalvesEqualTheWhole) {
 
 INSTANTIATE_TEST_SUITE_P(Methods, Progressive,
                          ::testing::Combine(::testing::Values(GUX_SS_M_FAST, GUX_SS_M_ONE_PASS, GUX_SS_M_USER_MEAN),
-                                            ::testing::Bool()));
+                                            ::testing::Bool(), ::testing::Values(1, 3)));
 
 TEST(Basic, UnselectedDimensionsKeepTheirOutputs) {
   Threads t(3);
