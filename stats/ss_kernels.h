@@ -12,6 +12,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <cstring>
 
 namespace qor::ss {
 
@@ -47,6 +48,75 @@ struct Layout {
   T at(int64_t i, int64_t j) const { return Rows ? x[i * p + j] : x[j * n + i]; }
 };
 
+// A group of U dimensions as N values of W lanes each: 16-byte vectors when
+// U fills them, scalars otherwise. Arithmetic mixes values and scalars freely
+// (a scalar operand is broadcast), so the kernel bodies read the same for both.
+template <class T, bool Vector> struct VectorOf { using type = T; };
+template <> struct VectorOf<double, true> { typedef double type __attribute__((vector_size(16))); };
+template <> struct VectorOf<float, true> { typedef float type __attribute__((vector_size(16))); };
+
+template <class T, int U>
+struct Pack {
+  static constexpr int L = 16 / (int)sizeof(T);
+  static constexpr bool kVector = U % L == 0;
+  static constexpr int W = kVector ? L : 1, N = U / W;
+  using V = typename VectorOf<T, kVector>::type;
+
+  template <bool Rows>
+  static V load(const Layout<T, Rows> &X, int64_t i, int64_t j) {
+    if constexpr (!kVector) {
+      return X.at(i, j);
+    } else if constexpr (Rows) {
+      V v;
+      std::memcpy(&v, X.x + i * X.p + j, sizeof v);
+      return v;
+    } else {
+      V v;
+      for (int l = 0; l < W; ++l) v[l] = X.at(i, j + l);
+      return v;
+    }
+  }
+  // Lanes from `active` on repeat the last real dimension; their results
+  // land in the padding of the state arrays and are never read.
+  template <bool Rows>
+  static V load_partial(const Layout<T, Rows> &X, int64_t i, int64_t j, int first, int active) {
+    if (first + W <= active) return load(X, i, j + first);
+    if constexpr (!kVector) {
+      return X.at(i, j + active - 1);
+    } else {
+      V v;
+      for (int l = 0; l < W; ++l) v[l] = X.at(i, j + std::min(first + l, active - 1));
+      return v;
+    }
+  }
+  static V get(const T *a) {
+    V v;
+    std::memcpy(&v, a, sizeof v);
+    return v;
+  }
+  static void put(T *a, V v) { std::memcpy(a, &v, sizeof v); }
+  static T lane(V v, int l) {
+    if constexpr (kVector) return v[l]; else return (void)l, v;
+  }
+};
+
+// sum of w[k] * a[k] * b[k], in four vector accumulators.
+template <class T>
+T dot3(const T *w, const T *a, const T *b, int64_t len) {
+  using P = Pack<T, 16 / sizeof(T)>;
+  using V = typename P::V;
+  constexpr int L = P::L;
+  V s[4] = {};
+  int64_t k = 0;
+  for (; k + 4 * L <= len; k += 4 * L)
+    for (int u = 0; u < 4; ++u) s[u] += P::get(w + k + u * L) * P::get(a + k + u * L) * P::get(b + k + u * L);
+  const V v = (s[0] + s[1]) + (s[2] + s[3]);
+  T r = 0;
+  for (int l = 0; l < L; ++l) r += v[l];
+  for (; k < len; ++k) r += w[k] * a[k] * b[k];
+  return r;
+}
+
 // Index of the first observation not inside the run of exactly-zero weights
 // at the front (a NaN weight ends the run).
 template <class T, bool Weighted>
@@ -63,46 +133,66 @@ struct Running {
     T x[kChunk], keep[kChunk], m2[kChunk], m3[kChunk], m4[kChunk], r[kChunk];
   };
 
+  // Coefficients of observation k of weight w, W being the weight before it.
+  static void coefficients(Coef &c, int64_t k, T W, T w) {
+    const T t = T(1) / (W + w), r = w * t;
+    c.x[k] = Weighted ? r : t;
+    c.keep[k] = W * t;
+    c.m2[k] = W * r;
+    if (Order == 3) {
+      c.r[k] = r;
+      c.m3[k] = r * t * W * (W - w);
+      c.m4[k] = t * t * r * W * (W * W - (W - w) * w);
+    }
+  }
+
   template <int U>
   static void group(const Layout<T, Rows> &X, int64_t i, int64_t len, int64_t j, const Coef &c,
                     T *mean, T *r2, T *r3, T *r4, T *M2, T *M3, T *M4, const RunningAux<T> &aux,
-                    int64_t j0) {
-    T m[U], k[U], s2[U], s3[U], s4[U], a2[U], a3[U], a4[U];
-    T *dev = aux.dev;
-    for (int u = 0; u < U; ++u) {
-      m[u] = mean[j + u];
-      k[u] = aux.shift[j + u];
-      if (Order >= 1) s2[u] = M2[j + u];
-      if (Order >= 2) a2[u] = r2[j + u];
-      if (Order == 3) s3[u] = M3[j + u], s4[u] = M4[j + u], a3[u] = r3[j + u], a4[u] = r4[j + u];
+                    int64_t j0, int active) {
+    using P = Pack<T, U>;
+    using V = typename P::V;
+    constexpr int N = P::N, Wd = P::W;
+    V m[N], k[N], s2[N], s3[N], s4[N], a2[N], a3[N], a4[N];
+    for (int u = 0; u < N; ++u) {
+      const int64_t o = j + u * Wd;
+      m[u] = P::get(mean + o);
+      k[u] = P::get(aux.shift + o);
+      if (Order >= 1) s2[u] = P::get(M2 + o);
+      if (Order >= 2) a2[u] = P::get(r2 + o);
+      if (Order == 3) s3[u] = P::get(M3 + o), s4[u] = P::get(M4 + o), a3[u] = P::get(r3 + o), a4[u] = P::get(r4 + o);
     }
     for (int64_t q = 0; q < len; ++q) {
-      for (int u = 0; u < U; ++u) {
-        const T x = X.at(i + q, j + u), xs = x - k[u];
-        const T d = xs - m[u];
+      for (int u = 0; u < N; ++u) {
+        const V x = U == active ? P::load(X, i + q, j + u * Wd) : P::load_partial(X, i + q, j, u * Wd, active);
+        const V xs = x - k[u];
+        const V d = xs - m[u];
         if (Order == 3) {
-          const T r = c.r[q], dd = d * d;
+          const T r = c.r[q];
+          const V dd = d * d;
           s4[u] += T(-4) * r * d * s3[u] + T(6) * r * r * dd * s2[u] + dd * dd * c.m4[q];
           s3[u] += T(-3) * r * d * s2[u] + dd * d * c.m3[q];
         }
         if (Order >= 1) s2[u] += d * d * c.m2[q];
         m[u] = xs * c.x[q] + m[u] * c.keep[q];
         if (Order >= 2) {
-          const T x2 = x * x;
+          const V x2 = x * x;
           a2[u] = x2 * c.x[q] + a2[u] * c.keep[q];
           if (Order == 3) {
             a3[u] = x2 * x * c.x[q] + a3[u] * c.keep[q];
             a4[u] = x2 * x2 * c.x[q] + a4[u] * c.keep[q];
           }
         }
-        if (CP) dev[(j + u - j0) * len + q] = d;
+        if (CP)
+          for (int l = 0; l < Wd && u * Wd + l < active; ++l) aux.dev[(j + u * Wd + l - j0) * len + q] = P::lane(d, l);
       }
     }
-    for (int u = 0; u < U; ++u) {
-      mean[j + u] = m[u];
-      if (Order >= 1) M2[j + u] = s2[u];
-      if (Order >= 2) r2[j + u] = a2[u];
-      if (Order == 3) M3[j + u] = s3[u], M4[j + u] = s4[u], r3[j + u] = a3[u], r4[j + u] = a4[u];
+    for (int u = 0; u < N; ++u) {
+      const int64_t o = j + u * Wd;
+      P::put(mean + o, m[u]);
+      if (Order >= 1) P::put(M2 + o, s2[u]);
+      if (Order >= 2) P::put(r2 + o, a2[u]);
+      if (Order == 3) P::put(M3 + o, s3[u]), P::put(M4 + o, s4[u]), P::put(r3 + o, a3[u]), P::put(r4 + o, a4[u]);
     }
   }
 
@@ -116,33 +206,32 @@ struct Running {
     const int64_t chunk = CP ? cp_chunk(p) : kChunk;
     for (int64_t i = skip_zero_weights<T, Weighted>(i0, i1, w), len; i < i1; i += len) {
       len = std::min(chunk, i1 - i);
-      for (int64_t k = 0; k < len; ++k) {
-        const T wk = Weighted ? w[i + k] : T(1);
-        const T t = T(1) / (W + wk), r = wk * t;
-        c.x[k] = Weighted ? r : t;
-        c.keep[k] = W * t;
-        c.m2[k] = W * r;
-        if (Order == 3) {
-          c.r[k] = r;
-          c.m3[k] = r * t * W * (W - wk);
-          c.m4[k] = t * t * r * W * (W * W - (W - wk) * wk);
-        }
-        W += wk;
-        V += wk * wk;
+      if (Weighted) {
+        for (int64_t k = 0; k < len; ++k) coefficients(c, k, W, w[i + k]), W += w[i + k], V += w[i + k] * w[i + k];
+      } else {
+        // W before observation k is W + k exactly: no chain, the divisions pair up.
+        for (int64_t k = 0; k < len; ++k) coefficients(c, k, W + T(k), T(1));
+        W += T(len), V += T(len);
       }
+      // Wide groups keep enough independent updates in flight to hide the
+      // latency of each one, as wide as the registers allow for the order;
+      // a last short group is padded.
+      constexpr int G = Order == 0 ? 16 : Order < 3 ? 8 : 4;
       int64_t j = j0;
-      for (; j + 4 <= j1; j += 4) group<4>(X, i, len, j, c, mean, r2, r3, r4, M2, M3, M4, aux, j0);
-      for (; j + 2 <= j1; j += 2) group<2>(X, i, len, j, c, mean, r2, r3, r4, M2, M3, M4, aux, j0);
-      for (; j < j1; ++j) group<1>(X, i, len, j, c, mean, r2, r3, r4, M2, M3, M4, aux, j0);
+      for (; j + G <= j1; j += G) group<G>(X, i, len, j, c, mean, r2, r3, r4, M2, M3, M4, aux, j0, G);
+      const int rest = (int)(j1 - j);
+      if (rest > 12) group<16>(X, i, len, j, c, mean, r2, r3, r4, M2, M3, M4, aux, j0, rest);
+      else if (rest > 8) group<12>(X, i, len, j, c, mean, r2, r3, r4, M2, M3, M4, aux, j0, rest);
+      else if (rest > 4) group<8>(X, i, len, j, c, mean, r2, r3, r4, M2, M3, M4, aux, j0, rest);
+      else if (rest > 2) group<4>(X, i, len, j, c, mean, r2, r3, r4, M2, M3, M4, aux, j0, rest);
+      else if (rest > 0) group<2>(X, i, len, j, c, mean, r2, r3, r4, M2, M3, M4, aux, j0, rest);
       if (CP) {
         // CP[a][b] += sum over the chunk of (W*r) * d[a] * d[b], upper triangle.
         for (int64_t b = j0; b < j1; ++b) {
           const T *db = aux.dev + (b - j0) * len;
           for (int64_t a = j0; a <= b; ++a) {
             const T *da = aux.dev + (a - j0) * len;
-            T s = 0;
-            for (int64_t k = 0; k < len; ++k) s += c.m2[k] * da[k] * db[k];
-            cp[a + b * p] += s;
+            cp[a + b * p] += dot3(c.m2, da, db, len);
           }
         }
       }
