@@ -13,6 +13,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
+#include <type_traits>
 
 namespace qor::ss {
 
@@ -99,6 +100,23 @@ struct Pack {
     if constexpr (kVector) return v[l]; else return (void)l, v;
   }
 };
+
+// Calls f(width, first dimension, active dimensions) over [j0, j1) in groups
+// of G, then one padded group for the rest. Wide groups keep enough
+// independent updates in flight to hide the latency of each; G is as wide as
+// the registers allow for the state a kernel keeps per dimension.
+template <int G, class F>
+void over_groups(int64_t j0, int64_t j1, F &&f) {
+  int64_t j = j0;
+  for (; j + G <= j1; j += G) f(std::integral_constant<int, G>(), j, G);
+  const int rest = (int)(j1 - j);
+  if (rest <= 0) return;
+  if constexpr (G > 12) if (rest > 12) return f(std::integral_constant<int, 16>(), j, rest);
+  if constexpr (G > 8) if (rest > 8) return f(std::integral_constant<int, 12>(), j, rest);
+  if constexpr (G > 4) if (rest > 4) return f(std::integral_constant<int, 8>(), j, rest);
+  if constexpr (G > 2) if (rest > 2) return f(std::integral_constant<int, 4>(), j, rest);
+  f(std::integral_constant<int, 2>(), j, rest);
+}
 
 // sum of w[k] * a[k] * b[k], in four vector accumulators.
 template <class T>
@@ -213,18 +231,10 @@ struct Running {
         for (int64_t k = 0; k < len; ++k) coefficients(c, k, W + T(k), T(1));
         W += T(len), V += T(len);
       }
-      // Wide groups keep enough independent updates in flight to hide the
-      // latency of each one, as wide as the registers allow for the order;
-      // a last short group is padded.
       constexpr int G = Order == 0 ? 16 : Order < 3 ? 8 : 4;
-      int64_t j = j0;
-      for (; j + G <= j1; j += G) group<G>(X, i, len, j, c, mean, r2, r3, r4, M2, M3, M4, aux, j0, G);
-      const int rest = (int)(j1 - j);
-      if (rest > 12) group<16>(X, i, len, j, c, mean, r2, r3, r4, M2, M3, M4, aux, j0, rest);
-      else if (rest > 8) group<12>(X, i, len, j, c, mean, r2, r3, r4, M2, M3, M4, aux, j0, rest);
-      else if (rest > 4) group<8>(X, i, len, j, c, mean, r2, r3, r4, M2, M3, M4, aux, j0, rest);
-      else if (rest > 2) group<4>(X, i, len, j, c, mean, r2, r3, r4, M2, M3, M4, aux, j0, rest);
-      else if (rest > 0) group<2>(X, i, len, j, c, mean, r2, r3, r4, M2, M3, M4, aux, j0, rest);
+      over_groups<G>(j0, j1, [&](auto U, int64_t j, int active) {
+        group<decltype(U)::value>(X, i, len, j, c, mean, r2, r3, r4, M2, M3, M4, aux, j0, active);
+      });
       if (CP) {
         // CP[a][b] += sum over the chunk of (W*r) * d[a] * d[b], upper triangle.
         for (int64_t b = j0; b < j1; ++b) {
@@ -258,26 +268,30 @@ template <class T, bool Rows, bool Weighted, int Order>
 struct Sums {
   template <int U>
   static void group(const Layout<T, Rows> &X, const T *w, int64_t i, int64_t len, int64_t j,
-                    T *s1, T *s2, T *s3, T *s4) {
-    T a1[U] = {}, a2[U] = {}, a3[U] = {}, a4[U] = {};
+                    int active, T *s1, T *s2, T *s3, T *s4) {
+    using P = Pack<T, U>;
+    using V = typename P::V;
+    constexpr int N = P::N, Wd = P::W;
+    V a1[N] = {}, a2[N] = {}, a3[N] = {}, a4[N] = {};
     for (int64_t k = 0; k < len; ++k) {
-      for (int u = 0; u < U; ++u) {
-        const T x = X.at(i + k, j + u);
-        const T xw = Weighted ? x * w[i + k] : x;
+      for (int u = 0; u < N; ++u) {
+        const V x = U == active ? P::load(X, i + k, j + u * Wd) : P::load_partial(X, i + k, j, u * Wd, active);
+        const V xw = Weighted ? x * w[i + k] : x;
         a1[u] += xw;
         if (Order >= 1) {
-          const T x2w = xw * x;
+          const V x2w = xw * x;
           a2[u] += x2w;
           if (Order >= 2) a3[u] += x2w * x;
           if (Order >= 3) a4[u] += x2w * x * x;
         }
       }
     }
-    for (int u = 0; u < U; ++u) {
-      s1[j + u] += a1[u];
-      if (Order >= 1) s2[j + u] += a2[u];
-      if (Order >= 2) s3[j + u] += a3[u];
-      if (Order >= 3) s4[j + u] += a4[u];
+    for (int u = 0; u < N; ++u) {
+      const int64_t o = j + u * Wd;
+      P::put(s1 + o, P::get(s1 + o) + a1[u]);
+      if (Order >= 1) P::put(s2 + o, P::get(s2 + o) + a2[u]);
+      if (Order >= 2) P::put(s3 + o, P::get(s3 + o) + a3[u]);
+      if (Order >= 3) P::put(s4 + o, P::get(s4 + o) + a4[u]);
     }
   }
 
@@ -294,10 +308,10 @@ struct Sums {
     add_weights<T, Weighted>(first, i1, w, W, V);
     for (int64_t i = first, len; i < i1; i += len) {
       len = std::min(kChunk, i1 - i);
-      int64_t j = j0;
-      for (; j + 4 <= j1; j += 4) group<4>(X, w, i, len, j, mean, r2, r3, r4);
-      for (; j + 2 <= j1; j += 2) group<2>(X, w, i, len, j, mean, r2, r3, r4);
-      for (; j < j1; ++j) group<1>(X, w, i, len, j, mean, r2, r3, r4);
+      constexpr int G = Order == 0 ? 16 : Order < 3 ? 8 : 4;
+      over_groups<G>(j0, j1, [&](auto U, int64_t j, int active) {
+        group<decltype(U)::value>(X, w, i, len, j, active, mean, r2, r3, r4);
+      });
     }
     if (W != T(0)) {
       const T inv = T(1) / W;
@@ -317,31 +331,39 @@ struct AboutMean {
 
   template <int U>
   static void group(const Layout<T, Rows> &X, const T *w, int64_t i, int64_t len, int64_t j,
-                    const T *mu, T *M2, T *M3, T *M4, T *s2, T *s3, T *s4) {
-    T c2[U] = {}, c3[U] = {}, c4[U] = {}, a2[U] = {}, a3[U] = {}, a4[U] = {}, m[U];
-    for (int u = 0; u < U; ++u) m[u] = mu[j + u];
+                    int active, const T *mu, T *M2, T *M3, T *M4, T *s2, T *s3, T *s4) {
+    using P = Pack<T, U>;
+    using V = typename P::V;
+    constexpr int N = P::N, Wd = P::W;
+    V c2[N] = {}, c3[N] = {}, c4[N] = {}, a2[N] = {}, a3[N] = {}, a4[N] = {}, m[N];
+    for (int u = 0; u < N; ++u) m[u] = P::get(mu + j + u * Wd);
     for (int64_t k = 0; k < len; ++k) {
-      for (int u = 0; u < U; ++u) {
-        const T x = X.at(i + k, j + u);
-        const T d = x - m[u];
-        const T dw = Weighted ? d * w[i + k] : d;
-        const T d2w = dw * d;
+      for (int u = 0; u < N; ++u) {
+        const V x = U == active ? P::load(X, i + k, j + u * Wd) : P::load_partial(X, i + k, j, u * Wd, active);
+        const V d = x - m[u];
+        const V dw = Weighted ? d * w[i + k] : d;
+        const V d2w = dw * d;
         c2[u] += d2w;
         if (kCentral >= 3) c3[u] += d2w * d;
         if (kCentral >= 4) c4[u] += d2w * d * d;
         if (Order == 3) {
-          const T x2w = (Weighted ? x * w[i + k] : x) * x;
+          const V x2w = (Weighted ? x * w[i + k] : x) * x;
           a2[u] += x2w;
           a3[u] += x2w * x;
           a4[u] += x2w * x * x;
         }
       }
     }
-    for (int u = 0; u < U; ++u) {
-      M2[j + u] += c2[u];
-      if (kCentral >= 3) M3[j + u] += c3[u];
-      if (kCentral >= 4) M4[j + u] += c4[u];
-      if (Order == 3) s2[j + u] += a2[u], s3[j + u] += a3[u], s4[j + u] += a4[u];
+    for (int u = 0; u < N; ++u) {
+      const int64_t o = j + u * Wd;
+      P::put(M2 + o, P::get(M2 + o) + c2[u]);
+      if (kCentral >= 3) P::put(M3 + o, P::get(M3 + o) + c3[u]);
+      if (kCentral >= 4) P::put(M4 + o, P::get(M4 + o) + c4[u]);
+      if (Order == 3) {
+        P::put(s2 + o, P::get(s2 + o) + a2[u]);
+        P::put(s3 + o, P::get(s3 + o) + a3[u]);
+        P::put(s4 + o, P::get(s4 + o) + a4[u]);
+      }
     }
   }
 
@@ -358,10 +380,10 @@ struct AboutMean {
     add_weights<T, Weighted>(first, i1, w, W, V);
     for (int64_t i = first, len; i < i1; i += len) {
       len = std::min(kChunk, i1 - i);
-      int64_t j = j0;
-      for (; j + 4 <= j1; j += 4) group<4>(X, w, i, len, j, mean, M2, M3, M4, r2, r3, r4);
-      for (; j + 2 <= j1; j += 2) group<2>(X, w, i, len, j, mean, M2, M3, M4, r2, r3, r4);
-      for (; j < j1; ++j) group<1>(X, w, i, len, j, mean, M2, M3, M4, r2, r3, r4);
+      constexpr int G = Order == 0 ? 16 : Order < 3 ? 8 : 4;
+      over_groups<G>(j0, j1, [&](auto U, int64_t j, int active) {
+        group<decltype(U)::value>(X, w, i, len, j, active, mean, M2, M3, M4, r2, r3, r4);
+      });
     }
     if (Order == 3 && W != T(0)) {
       const T inv = T(1) / W;

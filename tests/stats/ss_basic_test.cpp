@@ -344,3 +344,34 @@ TEST_P(SingleTwin, MatchesTheReferenceToSinglePrecision) {
 INSTANTIATE_TEST_SUITE_P(Layouts, SingleTwin, ::testing::Combine(::testing::Bool(), ::testing::Bool()));
 
 }  // namespace
+
+namespace {
+
+// (dimension, observations in rows): every width of the dimension groups,
+// with the padded last group, in all three families.
+class Widths : public ::testing::TestWithParam<std::tuple<int, bool>> {};
+
+TEST_P(Widths, EveryMethodMatchesTheReference) {
+  const auto [p, rows] = GetParam();
+  const auto d = make_data<double>(p, 301, rows, true, 3.0, 1.0, 100 + p);
+  const Reference r = reference(d);
+  for (uint64_t method : {GUX_SS_M_FAST, GUX_SS_M_ONE_PASS, GUX_SS_M_USER_MEAN}) {
+    Session<double> s(d);
+    for (int j = 0; j < p; ++j) s.mean[j] = (double)r.mean[j];
+    uint64_t mask = kAllBasic;
+    if (method == GUX_SS_M_USER_MEAN) mask &= ~(GUX_SS_MEAN | GUX_SS_SUM);
+    ASSERT_EQ(s.basic(mask, method), 0) << method;
+    EXPECT_LT(max_rel_err(s.raw4, r.raw4), 1e-13) << method;
+    EXPECT_LT(max_rel_err(s.c2, r.c2), 1e-11) << method;
+    EXPECT_LT(max_rel_err(s.c4, r.c4), 1e-10) << method;
+    EXPECT_LT(max_abs_err(s.cor, r.cor), 1e-11) << method;
+    if (method != GUX_SS_M_USER_MEAN) {
+      EXPECT_LT(max_rel_err(s.mean, r.mean), 1e-14) << method;
+    }
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Dimensions, Widths,
+                         ::testing::Combine(::testing::Values(1, 3, 5, 9, 13, 17, 33), ::testing::Bool()));
+
+}  // namespace
