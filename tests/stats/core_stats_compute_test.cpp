@@ -1,4 +1,5 @@
 // The core's compute dispatcher hands the mask to the estimators that own it.
+#include <dlfcn.h>
 #include <gtest/gtest.h>
 
 #include <vector>
@@ -23,6 +24,23 @@ TEST(CoreCompute, CallsEveryEstimatorOfTheMask) {
   // The first failing estimator's status comes back.
   EXPECT_EQ(qor_ss_compute(t, GUX_SS_RAW2, GUX_SS_M_ONE_PASS), GUX_SS_NO_RAW2);
   EXPECT_EQ(qor_ss_compute(nullptr, GUX_SS_MEAN, GUX_SS_M_FAST), GUX_SS_NULL_TASK);
+  __guxSSDeleteTask(&t);
+}
+
+}  // namespace
+
+namespace {
+
+TEST(CoreCompute, AnEstimatorNotBuiltIsABadMethod) {
+  int p = 1, n = 2, s = GUX_SS_VARIABLES_IN_ROWS;
+  const double x[2] = {1, 2};
+  GuxSSTask *t = nullptr;
+  ASSERT_EQ(__guxdSSNewTask(&t, &p, &n, &s, x, nullptr, nullptr, 0), 0);
+  const bool built = dlsym(RTLD_DEFAULT, "_guxdSSQuantiles") != nullptr;
+  if (!built) {
+    EXPECT_EQ(qor_ss_compute(t, GUX_SS_QUANTS, GUX_SS_M_FAST), GUX_SS_BAD_METHOD);
+  }
+  EXPECT_EQ(qor_ss_compute(t, 0, GUX_SS_M_FAST), 0) << "an empty mask calls nothing";
   __guxSSDeleteTask(&t);
 }
 
