@@ -47,6 +47,12 @@ TEST_F(Bare, TheLowestMissingArrayDecides) {
   EXPECT_EQ(run(GUX_SS_MEAN, GUX_SS_M_FROM_SUMS), GUX_SS_NO_SUM);
 }
 
+TEST_F(Bare, CentralTwoWithoutRawTwoUnderFastNamesRawTwo) {
+  std::vector<double> mean(3);
+  __guxdSSEditTask(s.task, GUX_SS_P_MEAN, mean.data());
+  EXPECT_EQ(run(GUX_SS_CENTRAL2, GUX_SS_M_FAST), GUX_SS_NO_RAW2) << "not -4010: the lowest bit decides";
+}
+
 TEST_F(Bare, DataChecksFollowTheArrays) {
   std::vector<double> mean(3, -1);
   __guxdSSEditTask(s.task, GUX_SS_P_MEAN, mean.data());

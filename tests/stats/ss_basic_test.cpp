@@ -1,4 +1,5 @@
 // Basic statistics against a long-double two-pass reference.
+#include <qor/qor_bex.h>
 #include <qor/qor_stats.h>
 
 #include <gtest/gtest.h>
@@ -10,6 +11,14 @@
 using namespace qor_test;
 
 namespace {
+
+DataSet<float> make_float_copy(const DataSet<double> &d) {
+  DataSet<float> f;
+  f.p = d.p, f.n = d.n, f.rows = d.rows;
+  f.x.assign(d.x.begin(), d.x.end());
+  f.w.assign(d.w.begin(), d.w.end());
+  return f;
+}
 
 constexpr uint64_t kOnePassSet = GUX_SS_MEAN | GUX_SS_RAW2 | GUX_SS_CENTRAL2 | GUX_SS_CENTRAL3 |
                                  GUX_SS_CENTRAL4 | GUX_SS_KURTOSIS | GUX_SS_SKEWNESS |
@@ -193,6 +202,24 @@ TEST(Basic, UnselectedDimensionsKeepTheirOutputs) {
       }
     }
   }
+}
+
+// The correlation's inverse roots run under a temporary mode word; the
+// caller's word is back afterwards.
+TEST(Basic, CorrelationLeavesTheModeWordAlone) {
+  const auto d = make_data<double>(3, 200, true, false, 1.0, 1.0, 12);
+  const Reference r = reference(d);
+  const unsigned before = qor_bex_kernel_SetMode(BEX_EP | BEX_FTZDAZ_ON);
+  const unsigned mine = qor_bex_kernel_GetMode();
+  Session<double> s(d);
+  ASSERT_EQ(s.basic(GUX_SS_MEAN | GUX_SS_COR, GUX_SS_M_ONE_PASS), 0);
+  EXPECT_EQ(qor_bex_kernel_GetMode(), mine);
+  qor_bex_kernel_SetMode(before);
+  EXPECT_LT(max_abs_err(s.cor, r.cor), 1e-14);
+  const DataSet<float> df = make_float_copy(d);
+  Session<float> f(df);
+  ASSERT_EQ(f.basic(GUX_SS_MEAN | GUX_SS_COR, GUX_SS_M_ONE_PASS), 0);
+  EXPECT_LT(max_abs_err(f.cor, r.cor), 1e-5);
 }
 
 TEST(Basic, PackedMatrixStorages) {

@@ -57,6 +57,7 @@ struct Session {
     Entries<T>::edit(task, GUX_SS_P_VARIATION, var.data());
     Entries<T>::edit(task, GUX_SS_P_ACCUM_WEIGHTS, aw.data());
   }
+  Session(DataSet<T> &&, bool = true) = delete;  // the task keeps pointers into the data
   ~Session() { __guxSSDeleteTask(&task); }
   Session(const Session &) = delete;
 
