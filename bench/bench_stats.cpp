@@ -108,6 +108,18 @@ int main() {
   const double g_var = best_seconds([&] {
     for (int j = 0; j < kP; ++j) sink += gsl_stats_variance(x.data() + j, kP, kN);
   });
+  // The same data stored variables in rows.
+  std::vector<double> xt(x.size());
+  for (int i = 0; i < kN; ++i)
+    for (int j = 0; j < kP; ++j) xt[(size_t)j * kN + i] = x[(size_t)i * kP + j];
+  int vir = GUX_SS_VARIABLES_IN_ROWS;
+  __guxdSSEditTask(task, GUX_SS_P_X, xt.data());
+  __guxiSSEditTask(task, GUX_SS_P_X_STORAGE, &vir);
+  const double v_var = ours(GUX_SS_MEAN | GUX_SS_RAW2 | GUX_SS_CENTRAL2, GUX_SS_M_ONE_PASS);
+  const double v_cov = ours(GUX_SS_MEAN | GUX_SS_COV, GUX_SS_M_ONE_PASS);
+  const double gv_var = best_seconds([&] {
+    for (int j = 0; j < kP; ++j) sink += gsl_stats_variance(xt.data() + (size_t)j * kN, 1, kN);
+  });
   double np_s[3];
   const bool have_np = numpy_seconds(np_s);
   __guxSSDeleteTask(&task);
@@ -128,7 +140,10 @@ int main() {
   row("mean, fast", f_mean, g_mean, npm);
   row("mean+variance, fast", f_var, g_var, npv);
   row("mean+covariance, fast", f_cov, 0, npc);
-  std::printf("peers: GSL mean %.2f ms, variance %.2f ms", g_mean * 1e3, g_var * 1e3);
+  row("variables in rows: mean+variance", v_var, gv_var, 0);
+  row("variables in rows: mean+covariance", v_cov, 0, 0);
+  std::printf("peers: GSL mean %.2f ms, variance %.2f ms (contiguous rows %.2f ms)", g_mean * 1e3, g_var * 1e3,
+              gv_var * 1e3);
   if (have_np)
     std::printf("; numpy mean %.2f ms, var %.2f ms, cov %.2f ms\n", np_s[0] * 1e3, np_s[1] * 1e3, np_s[2] * 1e3);
   else
