@@ -85,15 +85,17 @@ __attribute__((constructor)) static void qor_on_load() {
 }
 
 // The ELF destructor runs on dlclose and at process end alike. The process-end
-// case must do nothing (other threads may still be running), so the unload work
-// is skipped once exit has begun. exit() runs the atexit handler registered
-// below before any library destructor; dlclose runs this library's atexit
-// handlers only from its last destructor (the runtime's), after ours.
+// case must do nothing (other threads may still be running), so an atexit
+// handler marks the end. It is registered at first use, after the program has
+// started: exit() then runs it before the loader's handler that calls library
+// destructors. On dlclose this library's destructor runs before its own atexit
+// handlers (those run from the runtime's destructor, which comes last).
 static bool g_process_ending = false;
 static void qor_mark_process_end() { g_process_ending = true; }
-__attribute__((constructor)) static void qor_register_exit_mark() {
-  atexit(qor_mark_process_end);
-}
+static pthread_once_t g_exit_mark_once = PTHREAD_ONCE_INIT;
+static void qor_register_exit_mark() { atexit(qor_mark_process_end); }
+void qor::platform::arm_process_end_mark() { pthread_once(&g_exit_mark_once, qor_register_exit_mark); }
+
 __attribute__((destructor)) static void qor_on_unload() {
   if (!g_process_ending) qor_process_detach_unload();
 }

@@ -25,6 +25,10 @@ void heap_destroy(void *heap);
 void *heap_alloc(void *heap, size_t size);
 void heap_free(void *heap, void *block);
 
+// Lets the unload notification tell process end from dlclose; called on
+// first use of the service, once the program is running.
+void arm_process_end_mark();
+
 // The calling thread's C runtime error number.
 void set_errno(int value);
 

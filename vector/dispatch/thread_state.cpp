@@ -114,6 +114,7 @@ uint64_t read_environment() {
 }
 
 void init_mode(ThreadVectorState *s) {
+  platform::arm_process_end_mark();
   uint64_t v = read_environment();
   uint32_t w;
   if (v == ~0ull) {

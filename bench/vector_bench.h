@@ -1,0 +1,109 @@
+// The vector benchmark harness: runs our kernels and their peers side by side
+// in one process over the same inputs and prints ns per element and ratios.
+// A tier is compared with the peers of its accuracy class.
+#ifndef QOR_BENCH_VECTOR_BENCH_H
+#define QOR_BENCH_VECTOR_BENCH_H
+
+#include <math.h>
+#include <stdio.h>
+#include <time.h>
+#include <xmmintrin.h>
+#include <emmintrin.h>
+
+#include <algorithm>
+#include <functional>
+#include <random>
+#include <string>
+#include <vector>
+
+namespace qor::bench {
+
+enum Class { kHA = 1, kLA = 2, kEP = 4 };  // a peer serves the classes whose bound it meets
+
+template <class T> struct Contender {
+  std::string name;
+  int classes;  // for peers: the tiers it is a fair comparison for; for ours: its tier
+  std::function<void(int, const T *, T *)> run;
+};
+
+inline double now_ns() {
+  timespec ts;
+  clock_gettime(CLOCK_MONOTONIC, &ts);
+  return ts.tv_sec * 1e9 + ts.tv_nsec;
+}
+
+// Best of 7 runs of enough repetitions to take about 2 ms each.
+template <class T> double ns_per_element(const Contender<T> &c, const std::vector<T> &a, std::vector<T> &r) {
+  const int n = (int)a.size();
+  int reps = 1;
+  for (;;) {
+    double t0 = now_ns();
+    for (int k = 0; k < reps; ++k) c.run(n, a.data(), r.data());
+    if (now_ns() - t0 > 2e6 || reps > (1 << 20)) break;
+    reps *= 2;
+  }
+  double best = 1e300;
+  for (int trial = 0; trial < 7; ++trial) {
+    double t0 = now_ns();
+    for (int k = 0; k < reps; ++k) c.run(n, a.data(), r.data());
+    best = std::min(best, (now_ns() - t0) / reps / n);
+  }
+  return best;
+}
+
+// A peer over 4 floats or 2 doubles at a time, as vector math libraries give them.
+template <class F> std::function<void(int, const float *, float *)> over_m128(F f) {
+  return [f](int n, const float *a, float *r) {
+    int i = 0;
+    for (; i + 4 <= n; i += 4) _mm_storeu_ps(r + i, f(_mm_loadu_ps(a + i)));
+    for (; i < n; ++i) r[i] = _mm_cvtss_f32(f(_mm_set1_ps(a[i])));
+  };
+}
+template <class F> std::function<void(int, const double *, double *)> over_m128d(F f) {
+  return [f](int n, const double *a, double *r) {
+    int i = 0;
+    for (; i + 2 <= n; i += 2) _mm_storeu_pd(r + i, f(_mm_loadu_pd(a + i)));
+    for (; i < n; ++i) r[i] = _mm_cvtsd_f64(f(_mm_set1_pd(a[i])));
+  };
+}
+template <class T> std::function<void(int, const T *, T *)> scalar_loop(T (*f)(T)) {
+  return [f](int n, const T *a, T *r) {
+    for (int i = 0; i < n; ++i) r[i] = f(a[i]);
+  };
+}
+
+// Prints one table for a function: every contender at n = 1000 and 100000,
+// then, for each of our tiers, the ratio ours/peer against each peer of its class.
+template <class T>
+void compare(const std::string &title, double lo, double hi, const std::vector<Contender<T>> &ours,
+             const std::vector<Contender<T>> &peers) {
+  const int sizes[2] = {1000, 100000};
+  std::vector<std::vector<double>> t_ours(ours.size()), t_peers(peers.size());
+  for (int s = 0; s < 2; ++s) {
+    std::vector<T> a(sizes[s]), r(sizes[s]);
+    std::mt19937 rng(7);
+    std::uniform_real_distribution<double> u(lo, hi);
+    for (T &x : a) x = (T)u(rng);
+    for (size_t i = 0; i < ours.size(); ++i) t_ours[i].push_back(ns_per_element(ours[i], a, r));
+    for (size_t i = 0; i < peers.size(); ++i) t_peers[i].push_back(ns_per_element(peers[i], a, r));
+  }
+  printf("\n%s on [%g, %g]: ns per element\n", title.c_str(), lo, hi);
+  printf("  %-26s %10s %10s\n", "", "n=1000", "n=100000");
+  for (size_t i = 0; i < ours.size(); ++i)
+    printf("  %-26s %10.3f %10.3f\n", ours[i].name.c_str(), t_ours[i][0], t_ours[i][1]);
+  for (size_t i = 0; i < peers.size(); ++i)
+    printf("  %-26s %10.3f %10.3f\n", peers[i].name.c_str(), t_peers[i][0], t_peers[i][1]);
+  printf("  ratio ours/peer (below 1: we are faster), n=1000 | n=100000\n");
+  for (size_t i = 0; i < ours.size(); ++i) {
+    for (size_t j = 0; j < peers.size(); ++j) {
+      if (!(peers[j].classes & ours[i].classes)) continue;
+      double r0 = t_ours[i][0] / t_peers[j][0], r1 = t_ours[i][1] / t_peers[j][1];
+      printf("  %-12s / %-26s %6.2f | %6.2f%s\n", ours[i].name.c_str(), peers[j].name.c_str(), r0, r1,
+             (r0 > 1 || r1 > 1) ? "  <- slower" : "");
+    }
+  }
+}
+
+}  // namespace qor::bench
+
+#endif

@@ -1,0 +1,221 @@
+// Jumps of GF(2)-linear generators. With J one step of the generator as a
+// linear map, F its characteristic polynomial and h = x^n mod F, the state
+// after n steps is h(J) s, since F(J) = 0. The generator supplies six state
+// operations; these routines only evaluate h at J.
+#include <string.h>
+
+#include "random/streams/stream_internal.h"
+
+namespace {
+
+inline bool bit(const uint32_t *p, int i) { return (p[i >> 5] >> (i & 31)) & 1; }
+inline void flip(uint32_t *p, int i) { p[i >> 5] ^= 1u << (i & 31); }
+
+// Spreads the 16 bits of x over the even positions of a 32-bit word.
+inline uint32_t spread16(uint32_t x) {
+  x &= 0xFFFF;
+  x = (x | (x << 8)) & 0x00FF00FFu;
+  x = (x | (x << 4)) & 0x0F0F0F0Fu;
+  x = (x | (x << 2)) & 0x33333333u;
+  x = (x | (x << 1)) & 0x55555555u;
+  return x;
+}
+
+struct PolyField {
+  int degree, terms;
+  const int *exps;
+
+  // Clears every bit from `top` down to the degree by adding shifted F.
+  void reduce(uint32_t *p, int top) const {
+    for (int k = top; k >= degree; --k) {
+      if ((k & 31) == 31 && p[k >> 5] == 0) {  // skip empty words fast
+        k -= 31;
+        continue;
+      }
+      if (!bit(p, k)) continue;
+      for (int t = 0; t < terms; ++t) flip(p, k - degree + exps[t]);  // the last term clears k
+    }
+  }
+  // p := p^2 mod F; wide has room for 2W words.
+  void square(uint32_t *p, uint32_t *wide, int W) const {
+    for (int w = 0; w < W; ++w) {
+      wide[2 * w] = spread16(p[w]);
+      wide[2 * w + 1] = spread16(p[w] >> 16);
+    }
+    reduce(wide, 2 * degree - 2);
+    memcpy(p, wide, 4 * (size_t)W);
+  }
+  // p := x p mod F.
+  void times_x(uint32_t *p, int W) const {
+    for (int w = W - 1; w > 0; --w) p[w] = (p[w] << 1) | (p[w - 1] >> 31);
+    p[0] <<= 1;
+    if (bit(p, degree)) reduce(p, degree);
+  }
+};
+
+int top_bit(const uint32_t *h, int words) {
+  for (int w = words - 1; w >= 0; --w)
+    if (h[w]) return 32 * w + 31 - __builtin_clz(h[w]);
+  return -1;
+}
+
+struct JumpOps {
+  GuxJumpZero zero;
+  GuxJumpAdd add;
+  GuxJumpAssign assign;
+  GuxJumpStep step;
+  GuxJumpStore store;
+  GuxJumpPrepare prepare;
+};
+
+// Common set-up: prepare, allocate h and `temps` temporaries, compute h.
+struct Jump {
+  uint32_t *h = nullptr;
+  char *temps = nullptr;
+  int hWords = 0, top = -1, flag = 0;
+  ~Jump() {
+    if (h) qor_serv_deallocate(h);
+    if (temps) qor_serv_deallocate(temps);
+  }
+  // Returns 1 when a jump is to be made, 0 when done, or a negative status.
+  int setup(void *state, const JumpOps &ops, uint64_t nskip, int stateWords, int degree,
+            int stateSize, int terms, const int *exps, int ntemps) {
+    if (nskip == 0) return 0;
+    uint64_t count = nskip;
+    if (!ops.prepare(state, &count, &flag)) return 0;
+    int need = (degree + 31) / 32;
+    hWords = 2 * stateWords > need ? 2 * stateWords : need;
+    h = static_cast<uint32_t *>(qor_serv_allocate(4 * (size_t)hWords, 64));
+    temps = static_cast<char *>(qor_serv_allocate((size_t)stateSize * ntemps, 64));
+    if (!h || !temps) return GUX_STATUS_NO_MEMORY;
+    if (__guxPolyRem(count, degree, terms, exps, hWords, h) < 0) return GUX_STATUS_NO_MEMORY;
+    top = top_bit(h, hWords);
+    return 1;
+  }
+};
+
+}  // namespace
+
+extern "C" {
+
+int __guxPolyRem(uint64_t n, int degree, int terms, const int *exponents, int words,
+                 uint32_t *out) {
+  memset(out, 0, 4 * (size_t)words);
+  if (n < (uint64_t)degree) {
+    flip(out, (int)n);
+    return GUX_STATUS_OK;
+  }
+  // One spare word: x times a polynomial of degree below F may reach bit degree.
+  const int W = degree / 32 + 1;
+  // One allocation: the running polynomial and the double-width square.
+  auto *work = static_cast<uint32_t *>(qor_serv_allocate(4 * (size_t)(3 * W + 1), 64));
+  if (!work) return GUX_STATUS_NO_MEMORY;
+  uint32_t *p = work, *wide = work + W;
+  memset(work, 0, 4 * (size_t)(3 * W + 1));
+  PolyField f{degree, terms, exponents};
+  // Start from the longest leading run of n's bits whose value is below the
+  // degree: x to that power needs no reduction.
+  int b = 63 - __builtin_clzll(n);
+  uint64_t prefix = 0;
+  while (b >= 0 && ((prefix << 1) | ((n >> b) & 1)) < (uint64_t)degree) {
+    prefix = (prefix << 1) | ((n >> b) & 1);
+    --b;
+  }
+  flip(p, (int)prefix);
+  for (; b >= 0; --b) {
+    f.square(p, wide, W);
+    if ((n >> b) & 1) f.times_x(p, W);
+  }
+  memcpy(out, p, 4 * (size_t)(W < words ? W : words));
+  qor_serv_deallocate(work);
+  return GUX_STATUS_OK;
+}
+
+int __gux_SkipAheadHorner(void *state, GuxJumpZero zero, GuxJumpAdd add, GuxJumpAssign assign,
+                          GuxJumpStep step, GuxJumpStore store, GuxJumpPrepare prepare,
+                          uint64_t nskip, int stateWords, int degree, int stateSize, int terms,
+                          const int *exponents) {
+  Jump j;
+  JumpOps ops{zero, add, assign, step, store, prepare};
+  int go = j.setup(state, ops, nskip, stateWords, degree, stateSize, terms, exponents, 1);
+  if (go <= 0) return go;
+  void *temp = j.temps;
+  if (j.top < 0) {
+    zero(temp);
+  } else {
+    // h(J) s = (...((J s + h_{t-1} s) J + ...) J + h_0 s, leading coefficient 1.
+    assign(temp, state);
+    for (int i = j.top - 1; i >= 0; --i) {
+      step(temp);
+      if (bit(j.h, i)) add(temp, state, j.flag);
+    }
+  }
+  store(state, temp, j.flag);
+  return GUX_STATUS_OK;
+}
+
+int __gux_SkipAheadSWin(void *state, GuxJumpZero zero, GuxJumpAdd add, GuxJumpAssign assign,
+                        GuxJumpStep step, GuxJumpStore store, GuxJumpPrepare prepare,
+                        uint64_t nskip, int stateWords, int degree, int stateSize, int terms,
+                        const int *exponents) {
+  constexpr int kWidth = 7, kEntries = 1 << kWidth;
+  Jump j;
+  JumpOps ops{zero, add, assign, step, store, prepare};
+  // Temporaries: the 128 window sums, the powers J^b s for b < 7, the accumulator.
+  int go = j.setup(state, ops, nskip, stateWords, degree, stateSize, terms, exponents,
+                   kEntries + kWidth + 1);
+  if (go <= 0) return go;
+  auto temp = [&](int i) { return static_cast<void *>(j.temps + (size_t)i * stateSize); };
+  void *acc = temp(kEntries + kWidth);
+  auto power = [&](int b) { return temp(kEntries + b); };
+
+  assign(power(0), state);
+  for (int b = 1; b < kWidth; ++b) {
+    assign(power(b), power(b - 1));
+    step(power(b));
+  }
+  // Window sums in reflected Gray order: entry w = sum of J^b s over the set
+  // bits b of w; each entry is its predecessor plus one power.
+  zero(temp(0));
+  for (int k = 1; k < kEntries; ++k) {
+    int g = k ^ (k >> 1), gPrev = (k - 1) ^ ((k - 1) >> 1);
+    int b = 0;
+    while (((g ^ gPrev) >> b) != 1) ++b;  // the one bit that changed
+    assign(temp(g), temp(gPrev));
+    add(temp(g), power(b), j.flag);
+  }
+
+  // Horner over h from its top bit, seven bits at a time at a set bit.
+  bool started = false;
+  zero(acc);
+  for (int i = j.top; i >= 0;) {
+    if (!bit(j.h, i)) {
+      if (started) step(acc);
+      --i;
+    } else if (i >= kWidth - 1) {
+      int w = 0;
+      for (int b = 0; b < kWidth; ++b) w = (w << 1) | bit(j.h, i - b);
+      if (started) {
+        for (int s = 0; s < kWidth; ++s) step(acc);
+        add(acc, temp(w), j.flag);
+      } else {
+        assign(acc, temp(w));
+        started = true;
+      }
+      i -= kWidth;
+    } else {
+      if (started) {
+        step(acc);
+        add(acc, state, j.flag);
+      } else {
+        assign(acc, state);
+        started = true;
+      }
+      --i;
+    }
+  }
+  store(state, acc, j.flag);
+  return GUX_STATUS_OK;
+}
+
+}  // extern "C"

@@ -1,0 +1,131 @@
+// The process-wide table of shared read-only blocks: 128 entries kept packed at
+// the front, reference counted, guarded by one spin word. The lock is never
+// held across an allocation; freeing an entry's data is the only service
+// called under it.
+#include <x86intrin.h>
+
+#include "random/streams/stream_internal.h"
+
+namespace {
+
+GlobRODataEntry GlobRODataTable[GUX_GLOB_RO_ENTRIES];
+int GlobRODataCount = 0;
+volatile int GlobRODataLock = 0;
+
+// Compare-and-swap from 0 to 1, repeated without pause; release is a store.
+void lock() {
+  for (;;) {
+    int expected = 0;
+    if (__atomic_compare_exchange_n(&GlobRODataLock, &expected, 1, false, __ATOMIC_ACQUIRE,
+                                    __ATOMIC_RELAXED))
+      return;
+  }
+}
+void unlock() { __atomic_store_n(&GlobRODataLock, 0, __ATOMIC_RELEASE); }
+
+bool same_id(const GlobRODataEntry &e, const uint64_t *id) {
+  return e.id[0] == id[0] && e.id[1] == id[1];
+}
+
+// Index of the entry with the id, or -1. Caller holds the lock.
+int find_locked(const uint64_t *id) {
+  for (int i = 0; i < GlobRODataCount; ++i)
+    if (same_id(GlobRODataTable[i], id)) return i;
+  return -1;
+}
+
+// Appends an entry. Caller holds the lock.
+GlobRODataEntry *append_locked(const uint64_t *id, void *data) {
+  if (GlobRODataCount >= GUX_GLOB_RO_ENTRIES) return nullptr;
+  GlobRODataEntry &e = GlobRODataTable[GlobRODataCount++];
+  e.id[0] = id[0];
+  e.id[1] = id[1];
+  e.refCount = 1;
+  e.data = data;
+  return &e;
+}
+
+}  // namespace
+
+namespace qor::random {
+
+bool shared_entry_exists(const uint64_t *id) {
+  GlobRODataEntry *e;
+  return __guxFindGlobRODataTableEntry(&e, id) == GUX_STATUS_OK;
+}
+
+bool shared_append(const uint64_t *id, void *data) {
+  lock();
+  bool done = append_locked(id, data) != nullptr;
+  unlock();
+  return done;
+}
+
+int shared_count_unlocked() { return __atomic_load_n(&GlobRODataCount, __ATOMIC_RELAXED); }
+
+}  // namespace qor::random
+
+extern "C" {
+
+int __guxFindGlobRODataTableEntry(GlobRODataEntry **entryOut, const uint64_t *id) {
+  if (!id || qor::random::id_is_zero(id)) return GUX_STATUS_RO_NOT_FOUND;
+  lock();
+  int i = find_locked(id);
+  unlock();
+  if (i < 0) return GUX_STATUS_RO_NOT_FOUND;
+  *entryOut = &GlobRODataTable[i];
+  return GUX_STATUS_OK;
+}
+
+int __guxCreateGlobRODataTableEntry(GlobRODataEntry **entryOut, const uint64_t *id, void *data) {
+  lock();
+  GlobRODataEntry *e = append_locked(id, data);
+  unlock();
+  if (!e) return GUX_STATUS_RO_TABLE_FULL;
+  *entryOut = e;
+  return GUX_STATUS_OK;
+}
+
+int __guxRegisterGlobRODataReference(StreamChunk *chunk, const uint64_t *id) {
+  lock();
+  int i = find_locked(id);
+  if (i >= 0) {
+    GlobRODataTable[i].refCount++;
+    chunk->data = GlobRODataTable[i].data;
+  }
+  unlock();
+  return GUX_STATUS_OK;
+}
+
+int __guxUnregisterGlobRODataReference(const uint64_t *id) {
+  lock();
+  // Every matching entry loses one reference; one that had its last is freed
+  // and the last entry moves into its place. The scan goes to the end.
+  for (int i = 0; i < GlobRODataCount; ++i) {
+    GlobRODataEntry &e = GlobRODataTable[i];
+    if (!same_id(e, id)) continue;
+    if (e.refCount-- == 1) {
+      qor_serv_deallocate(e.data);
+      --GlobRODataCount;
+      if (i != GlobRODataCount) e = GlobRODataTable[GlobRODataCount];
+      GlobRODataTable[GlobRODataCount] = GlobRODataEntry{};
+    }
+  }
+  unlock();
+  return GUX_STATUS_OK;
+}
+
+int __guxGenerateNewGlobalRODataTableEntryId(uint64_t *idOut, uint64_t tag) {
+  idOut[0] = __rdtsc();
+  idOut[1] = tag;
+  for (;;) {
+    if (qor::random::id_is_zero(idOut)) return GUX_STATUS_OK;
+    lock();
+    int i = find_locked(idOut);
+    unlock();
+    if (i < 0) return GUX_STATUS_OK;
+    idOut[0] = __rdtsc();
+  }
+}
+
+}  // extern "C"

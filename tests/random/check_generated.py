@@ -1,0 +1,37 @@
+#!/usr/bin/env python3
+"""The committed generated tables of the random side equal what their tools
+make now: nobody edited them by hand, and the tools still produce them.
+
+Usage: check_generated.py REPO_ROOT [SHARED_DATA_DIR]. The WH table is checked
+only when the shared data directory is present."""
+import os
+import subprocess
+import sys
+
+
+def run(args):
+    return subprocess.run([sys.executable] + args, check=True, capture_output=True, text=True).stdout
+
+
+def main():
+    root = sys.argv[1]
+    data = sys.argv[2] if len(sys.argv) > 2 else os.path.join(root, "..", "shared", "data")
+    bad = []
+    made = run([os.path.join(root, "tools", "random_vect3_tables.py")])
+    if made != open(os.path.join(root, "random", "streams", "vect3_pow_tables.inc")).read():
+        bad.append("random/streams/vect3_pow_tables.inc")
+    wh = os.path.join(data, "wh_parameters.txt")
+    if os.path.exists(wh):
+        made = run([os.path.join(root, "tools", "random_wh_table.py"), wh])
+        if made != open(os.path.join(root, "random", "generators", "wh_parameters.inc")).read():
+            bad.append("random/generators/wh_parameters.inc")
+    else:
+        print("no %s: WH table not checked" % wh)
+    if bad:
+        print("differs from its generator:", ", ".join(bad))
+        sys.exit(1)
+    print("ok")
+
+
+if __name__ == "__main__":
+    main()

@@ -1,0 +1,200 @@
+// The MPFR accuracy harness. Every kernel that declares QOR_ACCURACY and
+// QOR_INTERVAL beside its definition is run over random inputs on its
+// intervals and over special values, and its error against MPFR (at 160 bits)
+// is compared with its bound: at most `bound` ulp, or at least `bound` correct
+// bits. The strided form with stride 2 must give the same bits.
+//
+//   qor_accuracy --quick   a sample of each interval (part of make test)
+//   qor_accuracy --long    the declared counts, as a table (make accuracy)
+#include <dlfcn.h>
+#include <float.h>
+#include <math.h>
+#include <mpfr.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+
+#include <random>
+#include <string>
+#include <vector>
+
+#include "qor/qor_bex.h"
+
+namespace {
+
+enum Kind { ULP, BITS };
+enum Tier { LA = 0, HA = 1, EP = 2 };
+struct Decl {
+  const char *entry;
+  Tier tier;
+  Kind kind;
+  double bound;
+};
+struct Interval {
+  const char *entry;
+  double lo, hi;
+  long count;
+};
+
+#define QOR_ACCURACY(entry, tier, kind, bound) {#entry, tier, kind, bound},
+#define QOR_INTERVAL(entry, lo, hi, count)
+const Decl kDecls[] = {
+#include "accuracy.def"
+};
+#undef QOR_ACCURACY
+#undef QOR_INTERVAL
+#define QOR_ACCURACY(entry, tier, kind, bound)
+#define QOR_INTERVAL(entry, lo, hi, count) {#entry, lo, hi, count},
+const Interval kIntervals[] = {
+#include "accuracy.def"
+};
+
+using MpfrUnary = int (*)(mpfr_ptr, mpfr_srcptr, mpfr_rnd_t);
+struct Reference {
+  const char *func;
+  MpfrUnary f;
+};
+const Reference kReferences[] = {
+    {"Exp", mpfr_exp}, {"Exp2", mpfr_exp2}, {"Exp10", mpfr_exp10}, {"Expm1", mpfr_expm1},
+    {"Ln", mpfr_log}, {"Log2", mpfr_log2}, {"Log10", mpfr_log10}, {"Log1p", mpfr_log1p},
+    {"Sqrt", mpfr_sqrt}, {"InvSqrt", mpfr_rec_sqrt}, {"Cbrt", mpfr_cbrt},
+    {"Sin", mpfr_sin}, {"Cos", mpfr_cos}, {"Tan", mpfr_tan},
+    {"Sinh", mpfr_sinh}, {"Cosh", mpfr_cosh}, {"Tanh", mpfr_tanh},
+    {"Asin", mpfr_asin}, {"Acos", mpfr_acos}, {"Atan", mpfr_atan},
+    {"Asinh", mpfr_asinh}, {"Acosh", mpfr_acosh}, {"Atanh", mpfr_atanh},
+    {"Erf", mpfr_erf}, {"Erfc", mpfr_erfc},
+};
+
+MpfrUnary reference_of(const char *entry) {
+  for (const Reference &r : kReferences)
+    if (strcmp(entry + 1, r.func) == 0) return r.f;
+  return nullptr;
+}
+
+void *table_kernel(const std::string &entry, Tier tier) {
+  auto *t = (BexKernelTable *)dlsym(RTLD_DEFAULT, ("qor_bex_kernel_" + entry + "_ttab").c_str());
+  return t ? t->kernel[tier] : nullptr;
+}
+
+struct Result {
+  double worst = 0;     // max ulp, or max relative error for BITS
+  double worst_at = 0;
+  long count = 0;
+  long mismatches = 0;  // strided form differing from the unit form
+  long nan_errors = 0;
+};
+
+// Error of one result: ulps of the type, or relative error for BITS (where the
+// reference is denormal, BITS asks for at most 4 ulp instead).
+template <class T> double error_of(T got, mpfr_t ref, Kind kind, mpfr_t tmp) {
+  const int prec = sizeof(T) == 4 ? 24 : 53, emin = sizeof(T) == 4 ? -126 : -1022;
+  if (mpfr_nan_p(ref)) return isnan(got) ? 0 : INFINITY;
+  if (isnan(got)) return INFINITY;
+  T rounded = sizeof(T) == 4 ? (T)mpfr_get_flt(ref, MPFR_RNDN) : (T)mpfr_get_d(ref, MPFR_RNDN);
+  if (got == rounded && signbit(got) == signbit(rounded)) return 0;
+  if (isinf(got) || mpfr_inf_p(ref)) return INFINITY;
+  mpfr_set_d(tmp, (double)got, MPFR_RNDN);
+  mpfr_sub(tmp, tmp, ref, MPFR_RNDN);
+  mpfr_abs(tmp, tmp, MPFR_RNDN);
+  long e = mpfr_zero_p(ref) ? emin - 1 : mpfr_get_exp(ref) - 1;  // ref in [2^e, 2^(e+1))
+  const bool denormal = e < emin;
+  if (denormal) e = emin;
+  if (kind == ULP || denormal) {
+    double ulps = mpfr_get_d(tmp, MPFR_RNDN) / ldexp(1.0, (int)(e - prec + 1));
+    if (kind == ULP) return ulps;
+    return ulps <= 4 ? 0 : INFINITY;  // denormal results carry fewer bits: 4 ulp as in LA
+  }
+  mpfr_div(tmp, tmp, ref, MPFR_RNDN);
+  return fabs(mpfr_get_d(tmp, MPFR_RNDN));
+}
+
+template <class T> std::vector<T> special_values(const Interval &iv) {
+  const T big = sizeof(T) == 4 ? FLT_MAX : DBL_MAX, tiny = sizeof(T) == 4 ? FLT_MIN : DBL_MIN;
+  const T den = sizeof(T) == 4 ? (T)1.4e-45f : (T)4.9e-324;
+  std::vector<T> v = {0, -(T)0, 1, -1, (T)0.5, (T)INFINITY, -(T)INFINITY, (T)NAN, -(T)NAN,
+                      big, -big, tiny, -tiny, den, -den, (T)1e-30, -(T)1e-30};
+  for (double end : {iv.lo, iv.hi}) {
+    T e = (T)end;
+    v.push_back(e);
+    v.push_back(nextafter(e, (T)INFINITY));
+    v.push_back(nextafter(e, -(T)INFINITY));
+  }
+  return v;
+}
+
+template <class T>
+void run(const Decl &d, MpfrUnary ref_fn, const std::vector<const Interval *> &ivs, bool quick, Result &res) {
+  using Unit = void (*)(int, const T *, T *);
+  using Strided = void (*)(int, const T *, int, T *, int);
+  auto unit = (Unit)table_kernel(d.entry, d.tier);
+  auto strided = (Strided)table_kernel(std::string(d.entry) + "I", d.tier);
+  std::mt19937_64 rng(12345);
+  mpfr_t x, y, tmp;
+  mpfr_inits2(160, x, y, tmp, (mpfr_ptr)0);
+  for (const Interval *iv : ivs) {
+    long count = quick ? std::min(iv->count, 40000L) : iv->count;
+    std::vector<T> in = special_values<T>(*iv);
+    std::uniform_real_distribution<double> u(iv->lo, iv->hi);
+    for (long i = 0; i < count; ++i) in.push_back((T)u(rng));
+    const int n = (int)in.size();
+    std::vector<T> out(n), in2(2 * n), out2(2 * n);
+    for (int i = 0; i < n; ++i) in2[2 * i] = in[i];
+    unit(n, in.data(), out.data());
+    if (strided) strided(n, in2.data(), 2, out2.data(), 2);
+    for (int i = 0; i < n; ++i) {
+      if (strided && memcmp(&out[i], &out2[2 * i], sizeof(T)) != 0) ++res.mismatches;
+      mpfr_set_d(x, (double)in[i], MPFR_RNDN);
+      ref_fn(y, x, MPFR_RNDN);
+      double e = error_of<T>(out[i], y, d.kind, tmp);
+      if (!(e <= res.worst)) {
+        if (isinf(e) || isnan(e)) ++res.nan_errors;
+        res.worst = e, res.worst_at = (double)in[i];
+      }
+    }
+    res.count += n;
+  }
+  mpfr_clears(x, y, tmp, (mpfr_ptr)0);
+}
+
+}  // namespace
+
+int main(int argc, char **argv) {
+  const bool quick = !(argc > 1 && strcmp(argv[1], "--long") == 0);
+  qor_bex_kernel_SetMode(BEX_ERRMODE_IGNORE);
+  static const char *tier_names[] = {"LA", "HA", "EP"};
+  int failures = 0, run_count = 0;
+  printf("%-14s %-4s %-22s %-24s %-10s %s\n", "entry", "tier", "bound", "measured", "inputs", "worst at");
+  for (const Decl &d : kDecls) {
+    MpfrUnary ref = reference_of(d.entry);
+    std::vector<const Interval *> ivs;
+    for (const Interval &iv : kIntervals)
+      if (strcmp(iv.entry, d.entry) == 0) ivs.push_back(&iv);
+    if (!ref || ivs.empty() || !table_kernel(d.entry, d.tier)) {
+      printf("%-14s %-4s no reference, interval or kernel\n", d.entry, tier_names[d.tier]);
+      ++failures;
+      continue;
+    }
+    Result res;
+    if (d.entry[0] == 's') run<float>(d, ref, ivs, quick, res);
+    else run<double>(d, ref, ivs, quick, res);
+    ++run_count;
+    char bound[32], measured[48];
+    bool ok;
+    if (d.kind == ULP) {
+      snprintf(bound, sizeof bound, "<= %.1f ulp", d.bound);
+      snprintf(measured, sizeof measured, "%.3f ulp", res.worst);
+      ok = res.worst <= d.bound;
+    } else {
+      snprintf(bound, sizeof bound, ">= %.0f bits", d.bound);
+      double bits = res.worst > 0 ? -log2(res.worst) : 99;
+      snprintf(measured, sizeof measured, "%.2f bits (rel %.2e)", bits, res.worst);
+      ok = res.worst <= ldexp(1.0, -(int)d.bound);
+    }
+    ok = ok && res.mismatches == 0;
+    printf("%-14s %-4s %-22s %-24s %-10ld %.9g%s%s\n", d.entry, tier_names[d.tier], bound, measured, res.count,
+           res.worst_at, res.mismatches ? "  STRIDED MISMATCH" : "", ok ? "" : "  FAIL");
+    failures += !ok;
+  }
+  printf("%d passed, %d failed\n", run_count - (failures > run_count ? run_count : failures), failures);
+  return failures ? 1 : 0;
+}

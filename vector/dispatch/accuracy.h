@@ -1,0 +1,14 @@
+// Accuracy declarations beside each kernel. They compile to nothing; the MPFR
+// harness in tests/ extracts them from the sources (tools/extract_accuracy.py)
+// and tests every kernel the same way, and the benchmarks pick inputs by them.
+//
+//   QOR_ACCURACY(entry, tier, ULP, 4.0)    at most 4 ulp
+//   QOR_ACCURACY(entry, tier, BITS, 11)    at least 11 correct bits
+//   QOR_INTERVAL(entry, lo, hi, count)     random inputs uniform on [lo, hi]
+#ifndef QOR_VECTOR_ACCURACY_H
+#define QOR_VECTOR_ACCURACY_H
+
+#define QOR_ACCURACY(entry, tier, kind, bound)
+#define QOR_INTERVAL(entry, lo, hi, count)
+
+#endif
