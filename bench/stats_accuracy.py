@@ -14,8 +14,8 @@ core.qor_core_threading.restype = C.c_void_p
 lib.__guxdSSNewTask.restype = C.c_int64
 lib._guxdSSBasic.restype = C.c_int64
 lib._guxdSSBasic.argtypes = [C.c_void_p, C.c_uint64, C.c_uint64, C.c_void_p]
-P_MEAN, P_RAW2, P_CENTRAL2, P_COV = 7, 8, 11, 19
-MEAN, RAW2, CENTRAL2, COV = 0x1, 0x2, 0x10, 0x1000
+P_MEAN, P_RAW2, P_CENTRAL2, P_COV, P_COR = 7, 8, 11, 19, 21
+MEAN, RAW2, CENTRAL2, COV, COR = 0x1, 0x2, 0x10, 0x1000, 0x2000
 FAST, ONE_PASS = 0x1, 0x2
 
 p, n = 10, 1000000
@@ -28,6 +28,8 @@ ref_mean = xl.sum(axis=0) / n
 dev = xl - ref_mean
 ref_var = (dev * dev).sum(axis=0) / (n - 1)
 ref_cov = dev.T @ dev / (n - 1)
+ref_sd = np.sqrt(np.diag(ref_cov))
+ref_cor = ref_cov / np.outer(ref_sd, ref_sd)
 
 
 def rel(got, ref):
@@ -37,20 +39,22 @@ def rel(got, ref):
 def ours(method):
     task = C.c_void_p()
     cp, cn, cs = C.c_int(p), C.c_int(n), C.c_int(0x20000)
-    mean, raw2, c2, cov = (np.zeros(k) for k in (p, p, p, p * p))
+    mean, raw2, c2, cov, cor = (np.zeros(k) for k in (p, p, p, p * p, p * p))
     ptr = lambda a: a.ctypes.data_as(C.c_void_p)
     assert lib.__guxdSSNewTask(C.byref(task), C.byref(cp), C.byref(cn), C.byref(cs), ptr(x), None, None, 0) == 0
-    for pid, arr in ((P_MEAN, mean), (P_RAW2, raw2), (P_CENTRAL2, c2), (P_COV, cov)):
+    for pid, arr in ((P_MEAN, mean), (P_RAW2, raw2), (P_CENTRAL2, c2), (P_COV, cov), (P_COR, cor)):
         lib.__guxdSSEditTask(task, C.c_int64(pid), ptr(arr))
-    status = lib._guxdSSBasic(task, MEAN | RAW2 | CENTRAL2 | COV, method, core.qor_core_threading())
+    status = lib._guxdSSBasic(task, MEAN | RAW2 | CENTRAL2 | COV | COR, method, core.qor_core_threading())
     lib.__guxSSDeleteTask(C.byref(task))
     assert status == 0, status
-    return mean, c2, cov.reshape(p, p)
+    return mean, c2, cov.reshape(p, p), cor.reshape(p, p)
 
 
 rows = [("ours one-pass",) + ours(ONE_PASS), ("ours fast (sums of powers)",) + ours(FAST),
-        ("numpy mean/var/cov", np.mean(x, axis=0), np.var(x, axis=0, ddof=1), np.cov(x, rowvar=False))]
+        ("numpy mean/var/cov/corrcoef", np.mean(x, axis=0), np.var(x, axis=0, ddof=1), np.cov(x, rowvar=False),
+         np.corrcoef(x, rowvar=False))]
 print("accuracy on %d x %d values near 1e9 (spread ~1); max relative error against long double" % (n, p))
-print("%-28s %12s %12s %12s" % ("", "mean", "variance", "covariance"))
-for name, m, v, c in rows:
-    print("%-28s %12.2e %12.2e %12.2e" % (name, rel(m, ref_mean), rel(v, ref_var), rel(c, ref_cov)))
+print("%-28s %12s %12s %12s %16s" % ("", "mean", "variance", "covariance", "correlation(abs)"))
+for name, m, v, c, r in rows:
+    cor_err = float(np.max(np.abs(np.asarray(r, dtype=np.longdouble) - ref_cor)))
+    print("%-28s %12.2e %12.2e %12.2e %16.2e" % (name, rel(m, ref_mean), rel(v, ref_var), rel(c, ref_cov), cor_err))

@@ -40,11 +40,7 @@ template <class T>
 void inv_sqrt(int n, const T *a, T *r) {
   BexKernelTable &table = sizeof(T) == sizeof(double) ? qor_ttab_dInvSqrt : qor_ttab_sInvSqrt;
   using VecKernel = void (*)(int, const T *, T *);
-  auto kernel = reinterpret_cast<VecKernel>(table.kernel[kInvSqrtSlot]);
-  if (!kernel) {  // a build without the vector kernel still gives correlations
-    for (int i = 0; i < n; ++i) r[i] = T(1) / std::sqrt(a[i]);
-    return;
-  }
+  const auto kernel = reinterpret_cast<VecKernel>(table.kernel[kInvSqrtSlot]);
   const unsigned old = qor_bex_kernel_SetMode(BEX_FTZDAZ_OFF);
   kernel(n, a, r);
   qor_bex_kernel_SetMode(old);

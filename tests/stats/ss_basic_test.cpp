@@ -207,6 +207,8 @@ TEST(Basic, UnselectedDimensionsKeepTheirOutputs) {
 // The correlation's inverse roots run under a temporary mode word; the
 // caller's word is back afterwards.
 TEST(Basic, CorrelationLeavesTheModeWordAlone) {
+  ASSERT_NE(qor_bex_kernel_dInvSqrt_ttab.kernel[1], nullptr);
+  ASSERT_NE(qor_bex_kernel_sInvSqrt_ttab.kernel[1], nullptr);
   const auto d = make_data<double>(3, 200, true, false, 1.0, 1.0, 12);
   const Reference r = reference(d);
   const unsigned before = qor_bex_kernel_SetMode(BEX_EP | BEX_FTZDAZ_ON);
