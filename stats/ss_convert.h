@@ -4,6 +4,7 @@
 #define QOR_STATS_SS_CONVERT_H
 
 #include <qor/qor_bex.h>
+#include <qor/qor_random.h>
 #include <qor/qor_stats.h>
 
 #include <cmath>
@@ -28,7 +29,8 @@ void central_sums_from_raw(T m, T r2, T r3, T r4, T W, T cs[3]) {
 
 template <class T> T variance_from_sum(T M2, T W, T V) { return M2 * W / (W * W - V); }
 template <class T> T kurtosis(T c2, T c4) { return c4 / (c2 * c2) - T(3); }
-template <class T> T skewness(T c2, T c3) { return c3 / std::sqrt(c2 * c2 * c2); }
+// The one root that goes through the stream service's scalar square root.
+template <class T> T skewness(T c2, T c3) { return c3 / T(__guxdSqrt(double(c2 * c2 * c2))); }
 template <class T> T variation(T c2, T mean) { return std::sqrt(c2) / mean; }
 
 // Slot of the inverse square root used for correlations: the HA tier.
