@@ -6,6 +6,7 @@
 #include <qor/qor_stats.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstring>
 
 #include "qor_core.h"
@@ -383,12 +384,14 @@ int64_t basic(GuxSSTask *task, uint64_t estimates, uint64_t method, const GuxThr
     if (cp && m == Method::Fast && nblocks > 1 && W0 > T(0)) blas::syr((int)p, W0, b0.mean, b0.cp);
   }
   // The running update works relative to the earlier mean, or to the first
-  // observation when there is none.
+  // observation when there is none (zero if that is not finite: it may be a
+  // skipped observation of weight zero).
   T *shift = const_cast<T *>(b0.aux.shift);
   if (m == Method::OnePass) {
     const T *x = static_cast<const T *>(task->x);
     for (int64_t j = 0; j < p; ++j) {
-      shift[j] = W0 != T(0) ? b0.mean[j] : rows ? x[j] : x[j * n];
+      const T s = W0 != T(0) ? b0.mean[j] : rows ? x[j] : x[j * n];
+      shift[j] = std::isfinite(s) ? s : T(0);
       b0.mean[j] -= shift[j];
     }
   }

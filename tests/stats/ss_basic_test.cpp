@@ -323,12 +323,14 @@ TEST(Basic, SingleObservationAndLeadingZeroWeights) {
     for (double v : s.cs2) EXPECT_EQ(v, 0.0);
     for (double v : s.cp) EXPECT_EQ(v, 0.0);
   }
-  // Zero weights ahead of real data change nothing.
+  // Zero weights ahead of real data change nothing, even on a NaN.
   auto zw = make_data<double>(2, 64, true, true, 4.0, 1.0, 2);
   for (int i = 0; i < 10; ++i) zw.w[i] = 0;
+  zw.x[0] = zw.x[1] = std::nan("");
   const Reference r = reference(zw);
   Session<double> s(zw);
   ASSERT_EQ(s.basic(GUX_SS_MEAN | GUX_SS_CENTRAL2, GUX_SS_M_ONE_PASS), 0);
+  EXPECT_NEAR(s.c2[0], (double)r.c2[0], 1e-13 * (double)r.c2[0]);
   EXPECT_NEAR(s.c2[1], (double)r.c2[1], 1e-13 * (double)r.c2[1]);
 }
 

@@ -58,6 +58,7 @@ Reference reference(const DataSet<T> &d, int64_t i0 = 0, int64_t i1 = -1) {
   r.M2.assign(p, 0), r.M3.assign(p, 0), r.M4.assign(p, 0), r.cp.assign(p * p, 0);
   for (int64_t i = i0; i < i1; ++i) {
     const long double w = d.w.empty() ? 1 : d.w[i];
+    if (w == 0) continue;  // contributes nothing, whatever the value
     r.W += w, r.V += w * w;
     for (int64_t j = 0; j < p; ++j) {
       const long double x = d.at(i, j);
@@ -67,6 +68,7 @@ Reference reference(const DataSet<T> &d, int64_t i0 = 0, int64_t i1 = -1) {
   for (int64_t j = 0; j < p; ++j) r.mean[j] /= r.W, r.raw2[j] /= r.W, r.raw3[j] /= r.W, r.raw4[j] /= r.W;
   for (int64_t i = i0; i < i1; ++i) {
     const long double w = d.w.empty() ? 1 : d.w[i];
+    if (w == 0) continue;
     for (int64_t j = 0; j < p; ++j) {
       const long double dj = d.at(i, j) - r.mean[j];
       r.M2[j] += w * dj * dj, r.M3[j] += w * dj * dj * dj, r.M4[j] += w * dj * dj * dj * dj;
