@@ -408,3 +408,55 @@ INSTANTIATE_TEST_SUITE_P(Dimensions, Widths,
                          ::testing::Combine(::testing::Values(1, 3, 5, 9, 13, 17, 33), ::testing::Bool()));
 
 }  // namespace
+
+namespace {
+
+// Running values read back from packed storage and through a 64-bit
+// selection of a wide task.
+TEST(Basic, RunningValuesFromPackedStorageOfAWideTask) {
+  const auto d = make_data<double>(4, 2000, false, true, 50.0, 1.0, 31);
+  DataSet<double> first = d, second = d;
+  first.n = second.n = 1000;
+  first.x.clear(), second.x.clear();
+  for (int j = 0; j < 4; ++j) {
+    first.x.insert(first.x.end(), d.x.begin() + j * 2000, d.x.begin() + j * 2000 + 1000);
+    second.x.insert(second.x.end(), d.x.begin() + j * 2000 + 1000, d.x.begin() + (j + 1) * 2000);
+  }
+  first.w.assign(d.w.begin(), d.w.begin() + 1000);
+  second.w.assign(d.w.begin() + 1000, d.w.end());
+  const Reference r = reference(d);
+
+  int64_t p = 4, n = 1000, storage = GUX_SS_VARIABLES_IN_ROWS, lower = GUX_MATRIX_LOWER_ROWS,
+          upper = GUX_MATRIX_UPPER_ROWS, sel[4] = {1, 1, 0, 1};
+  std::vector<double> mean(4, -5), cov(10, -5), cp(10, -5), aw{0, 0};
+  GuxSSTask *t = nullptr;
+  ASSERT_EQ(__guxdSSNewTask(&t, &p, &n, &storage, first.x.data(), first.w.data(), sel, 1), 0);
+  __guxdSSEditCovCor(t, mean.data(), cov.data(), &lower, nullptr, nullptr);
+  __guxdSSEditCP(t, nullptr, nullptr, cp.data(), &upper);
+  __guxdSSEditTask(t, GUX_SS_P_ACCUM_WEIGHTS, aw.data());
+  for (uint64_t mask : {GUX_SS_MEAN | GUX_SS_COV, GUX_SS_MEAN | GUX_SS_CROSS_PRODUCT}) {
+    aw = {0, 0};
+    __guxdSSEditTask(t, GUX_SS_P_X, first.x.data());
+    __guxdSSEditTask(t, GUX_SS_P_WEIGHTS, first.w.data());
+    ASSERT_EQ(_guxdSSBasic(t, mask, GUX_SS_M_ONE_PASS, nullptr), 0);
+    __guxdSSEditTask(t, GUX_SS_P_X, second.x.data());
+    __guxdSSEditTask(t, GUX_SS_P_WEIGHTS, second.w.data());
+    ASSERT_EQ(_guxdSSBasic(t, mask, GUX_SS_M_ONE_PASS, nullptr), 0);
+  }
+  int lo = 0, up = 0;
+  for (int i = 0; i < 4; ++i) {
+    for (int j = 0; j <= i; ++j, ++lo) {
+      if (i == 2 || j == 2) EXPECT_EQ(cov[lo], -5);
+      else EXPECT_NEAR(cov[lo], (double)r.cov[i * 4 + j], 1e-12 * (double)r.cov[0]);
+    }
+    for (int j = i; j < 4; ++j, ++up) {
+      if (i == 2 || j == 2) EXPECT_EQ(cp[up], -5);
+      else EXPECT_NEAR(cp[up], (double)r.cp[i * 4 + j], 1e-12 * (double)r.cp[0]);
+    }
+  }
+  EXPECT_EQ(mean[2], -5);
+  EXPECT_NEAR(mean[3], (double)r.mean[3], 1e-14 * (double)r.mean[3]);
+  __guxSSDeleteTask(&t);
+}
+
+}  // namespace
