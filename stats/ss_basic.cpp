@@ -294,6 +294,51 @@ constexpr int64_t pad(int64_t count, size_t size) {
   return (count + e - 1) / e * e;
 }
 
+// One zeroed allocation, every piece 128-byte aligned: the block records,
+// 3p reals (conversion scratch 2p, the running shift p), then per block its
+// weights, seven moment arrays, the cross-product and the kernel scratch.
+// Arrays are padded to whole 128-byte lines, which the kernels' last
+// dimension group may use.
+template <class T>
+struct Workspace {
+  char *mem = nullptr;
+  Block<T> *blocks = nullptr;
+  T *conversion = nullptr;
+
+  bool make(int nblocks, int64_t p, bool cp, int64_t scratch) {
+    const int64_t per_block = pad(4, sizeof(T)) + 7 * pad(p, sizeof(T)) + (cp ? pad(p * p, sizeof(T)) : 0) +
+                              pad(scratch, sizeof(T));
+    const size_t head = (sizeof(Block<T>) * nblocks + 127) / 128 * 128;
+    const size_t bytes = head + sizeof(T) * (size_t)(3 * pad(p, sizeof(T)) + nblocks * per_block);
+    mem = static_cast<char *>(qor_serv_allocate(bytes, 128));
+    if (!mem) return false;
+    std::memset(mem, 0, bytes);
+    blocks = reinterpret_cast<Block<T> *>(mem);
+    conversion = reinterpret_cast<T *>(mem + head);
+    T *next = conversion + 3 * pad(p, sizeof(T));
+    auto take = [&next](int64_t count) {
+      T *r = next;
+      next += pad(count, sizeof(T));
+      return r;
+    };
+    for (int b = 0; b < nblocks; ++b) {
+      Block<T> &B = blocks[b];
+      B.acc = take(4);
+      B.mean = take(p);
+      for (auto &r : B.raw) r = take(p);
+      for (auto &r : B.M) r = take(p);
+      B.cp = cp ? take(p * p) : nullptr;
+      B.scratch = take(scratch);
+      B.aux = RunningAux<T>{conversion + 2 * pad(p, sizeof(T)), B.scratch};
+    }
+    return true;
+  }
+  Workspace() = default;
+  Workspace(const Workspace &) = delete;
+  Workspace &operator=(const Workspace &) = delete;
+  ~Workspace() { qor_serv_deallocate(mem); }
+};
+
 template <class T>
 int64_t basic(GuxSSTask *task, uint64_t estimates, uint64_t method, const GuxThreadingTable *threading) {
   if (!task) return GUX_SS_NULL_TASK;
@@ -323,46 +368,20 @@ int64_t basic(GuxSSTask *task, uint64_t estimates, uint64_t method, const GuxThr
   const int nblocks = (int)std::max<int64_t>(1, std::min<int64_t>({work / 8192, threads, n / 16}));
   const bool slices = cp && (m == Method::UserMean || (m == Method::Fast && (nblocks == 1 || weighted)));
 
-  // One allocation: the block records, 3p reals (conversion scratch, shift), the
-  // accumulators of every block; all pieces 128-byte aligned.
   const int64_t slice = std::max<int64_t>(262144 / (p * (int64_t)sizeof(T) * (weighted ? 2 : 1)), 64);
   int64_t scratch = 0;
   if (cp && m == Method::OnePass) scratch = cp_scratch_size(p);
   if (slices && m == Method::Fast && weighted) scratch = p * slice;
   if (slices && m == Method::UserMean) scratch = p * slice * (weighted ? 2 : 1);
-  const int64_t per_block = pad(4, sizeof(T)) + 7 * pad(p, sizeof(T)) + (cp ? pad(p * p, sizeof(T)) : 0) +
-                            pad(scratch, sizeof(T));
-  const size_t head = (sizeof(Block<T>) * nblocks + 127) / 128 * 128;
-  const size_t bytes = head + sizeof(T) * (size_t)(3 * pad(p, sizeof(T)) + nblocks * per_block);
-  char *mem = static_cast<char *>(qor_serv_allocate(bytes, 128));
-  if (!mem) return GUX_SS_NO_MEMORY;
+  Workspace<T> ws;
+  if (!ws.make(nblocks, p, cp, scratch)) return GUX_SS_NO_MEMORY;
   T *kept = static_cast<T *>(task->kept_mean);
   if (m == Method::UserMean && !kept) {
     kept = static_cast<T *>(qor_serv_allocate(sizeof(T) * (size_t)p, 128));
-    if (!kept) {
-      qor_serv_deallocate(mem);
-      return GUX_SS_NO_MEMORY;
-    }
+    if (!kept) return GUX_SS_NO_MEMORY;
   }
-  std::memset(mem, 0, bytes);
-  Block<T> *blocks = reinterpret_cast<Block<T> *>(mem);
-  T *conv_scratch = reinterpret_cast<T *>(mem + head);
-  T *next = conv_scratch + 3 * pad(p, sizeof(T));
-  for (int b = 0; b < nblocks; ++b) {
-    Block<T> &B = blocks[b];
-    auto take = [&next](int64_t count) {
-      T *r = next;
-      next += pad(count, sizeof(T));
-      return r;
-    };
-    B.acc = take(4);
-    B.mean = take(p);
-    for (auto &r : B.raw) r = take(p);
-    for (auto &r : B.M) r = take(p);
-    B.cp = cp ? take(p * p) : nullptr;
-    B.scratch = take(scratch);
-    B.aux = RunningAux<T>{conv_scratch + 2 * pad(p, sizeof(T)), B.scratch};
-  }
+  Block<T> *blocks = ws.blocks;
+  T *conv_scratch = ws.conversion;
 
   // The given mean (zeros when the task has none) stands in every block.
   const T *mu = nullptr;
@@ -425,7 +444,6 @@ int64_t basic(GuxSSTask *task, uint64_t estimates, uint64_t method, const GuxThr
     std::memcpy(kept, mu, sizeof(T) * (size_t)p);
     task->kept_mean = kept;
   }
-  qor_serv_deallocate(mem);
   return GUX_SS_OK;
 }
 
