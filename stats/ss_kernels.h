@@ -4,9 +4,9 @@
 //
 // All kernels share one shape: observations go in chunks; for a chunk the
 // per-observation coefficients (which depend on the weights only) are
-// computed once, then dimensions are taken 4, 2 and 1 at a time, each group
-// keeping its running values in registers while it walks the chunk. The data
-// of a chunk stay in the first-level cache while the groups pass over them.
+// computed once, then dimensions are taken in groups (see over_groups), each
+// group keeping its running values in vector registers while it walks the
+// chunk. The data of a chunk stay in cache while the groups pass over them.
 #ifndef QOR_STATS_SS_KERNELS_H
 #define QOR_STATS_SS_KERNELS_H
 
@@ -251,7 +251,7 @@ struct Running {
   }
 };
 
-// Sums of weights of a range, with the leading run of zero weights skipped.
+// Sums of weights and of squared weights of the observations [i, i1).
 template <class T, bool Weighted>
 void add_weights(int64_t i, int64_t i1, const T *w, T &W, T &V) {
   if (!Weighted) {
