@@ -26,8 +26,32 @@ template <class V> inline V vabs(V x) { return as<V>(as<MaskOf<V>>(x) & ~sign_ma
 template <class V> inline V sign_of(V x) { return as<V>(as<MaskOf<V>>(x) & sign_mask<V>()); }
 template <class V> inline V bor(V a, V b) { return as<V>(as<MaskOf<V>>(a) | as<MaskOf<V>>(b)); }
 template <class V> inline V bxor(V a, V b) { return as<V>(as<MaskOf<V>>(a) ^ as<MaskOf<V>>(b)); }
+// m ? a : b by lanes, with the SSE logic instructions (the generic vector
+// form may be turned into scalar moves by the compiler).
+inline vf4 select(vi4 m, vf4 a, vf4 b) {
+  const __m128 mm = as<__m128>(m);
+  return as<vf4>(_mm_or_ps(_mm_and_ps(mm, as<__m128>(a)), _mm_andnot_ps(mm, as<__m128>(b))));
+}
+inline vd2 select(vl2 m, vd2 a, vd2 b) {
+  const __m128d mm = as<__m128d>(m);
+  return as<vd2>(_mm_or_pd(_mm_and_pd(mm, as<__m128d>(a)), _mm_andnot_pd(mm, as<__m128d>(b))));
+}
+
+// Lane comparisons by the SSE compare instructions (for double the generic
+// form can come out as scalar code); the second operand may be a scalar.
+#define QOR_CMP(name, ps, pd)                                                                                   \
+  inline vi4 name(vf4 a, vf4 b) { return as<vi4>(ps(as<__m128>(a), as<__m128>(b))); }                         \
+  inline vl2 name(vd2 a, vd2 b) { return as<vl2>(pd(as<__m128d>(a), as<__m128d>(b))); }                       \
+  template <class V> inline MaskOf<V> name(V a, ElemOf<V> c) { return name(a, V{} + c); }
+QOR_CMP(gt, _mm_cmpgt_ps, _mm_cmpgt_pd)
+QOR_CMP(lt, _mm_cmplt_ps, _mm_cmplt_pd)
+QOR_CMP(le, _mm_cmple_ps, _mm_cmple_pd)
+QOR_CMP(eq, _mm_cmpeq_ps, _mm_cmpeq_pd)
+QOR_CMP(unord, _mm_cmpunord_ps, _mm_cmpunord_pd)
+#undef QOR_CMP
+
 // Lanes where x is a NaN (unordered with itself).
-template <class V> inline MaskOf<V> is_nan(V x) { return x != x; }
+template <class V> inline MaskOf<V> is_nan(V x) { return unord(x, x); }
 
 // 2^23 or 2^52: adding and subtracting it rounds a smaller magnitude to an integer.
 template <class T> constexpr T kIntShift = sizeof(T) == 4 ? T(8388608.0f) : T(4503599627370496.0);

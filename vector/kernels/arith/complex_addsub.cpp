@@ -84,12 +84,8 @@ template <class T, class Op> int addsub_scalar(const T *a, const T *b, T *r) {
   return inputs_finite && !(finite(r[0]) && finite(r[1])) ? 3 : 0;
 }
 
-template <class V> inline unsigned nonfinite_bits(V x) {
-  using M = MaskOf<V>;
-  const M e = as<M>(x) & ~sign_mask<V>();
-  const M inf = as<M>(splat<V>(ElemOf<V>(__builtin_inf())));
-  return lane_bits(as<M>((e >= inf)));
-}
+// Parts that are infinite or NaN: not below infinity in magnitude.
+template <class V> inline unsigned nonfinite_bits(V x) { return lane_bits(~lt(vabs(x), ElemOf<V>(__builtin_inf()))); }
 
 // EP: the plain loop over all parts.
 template <class T, class Op> void addsub_plain(int n, const T *a, const T *b, T *r) {
@@ -116,15 +112,52 @@ template <class T, class Op> void addsub_plain_strided(int n, const T *a, int in
   qor::bex::fpenv::leave(env);
 }
 
-// LA/HA: blocks of 8 elements through stack buffers (r may alias a or b);
-// flagged elements go to the scalar routine and, with a status, the reporter.
+// Flagged elements of a block (bit 2j or 2j+1 for element j) to the scalar
+// routine, from the block's kept inputs; a status goes to the reporter.
+template <class T, class Op>
+void addsub_special(unsigned mask, int i, const T *x, const T *y, const T *a, int inca, const T *b, int incb,
+                    T *r, int incr, const char *name, bool strided) {
+  using C = typename Cx<T>::C;
+  while (mask) {
+    const int j = __builtin_ctz(mask) >> 1;
+    mask &= ~(3u << 2 * j);
+    T out[2];
+    const int status = addsub_scalar<T, Op>(x + 2 * j, y + 2 * j, out);
+    T *pr = r + 2 * (strided ? strided_index(i + j, incr) : i + j);
+    pr[0] = out[0], pr[1] = out[1];
+    if (status != 0)
+      Cx<T>::report(status, i + j, (const C *)a, inca, (const C *)b, incb, (C *)r, incr, name, strided);
+  }
+}
+
+// LA/HA: blocks of 8 elements (4 for double). Unit-stride blocks compute in
+// registers and store to r; flagged blocks keep their inputs on the stack
+// for the scalar routine (r may alias a or b). Strided blocks and the tail
+// go through the stack.
 template <class T, class Op, bool Strided>
 void addsub_checked(int n, const T *a, int inca, const T *b, int incb, T *r, int incr, const char *name) {
   using V = VecOf<T>;
-  using C = typename Cx<T>::C;
-  constexpr int W = 16 / sizeof(T), B = 8, P = 2 * B;
+  constexpr int W = 16 / sizeof(T), B = 32 / sizeof(T), P = 2 * B;
   SavedEnv env = StandardEnv::enter();
-  for (int i = 0; i < n; i += B) {
+  int i = 0;
+  if (!Strided)
+    for (; i + B <= n; i += B) {
+      constexpr int NV = P / W;
+      V va[NV], vb[NV], vs[NV];
+      unsigned mask = 0;
+      for (int v = 0; v < NV; ++v) {
+        va[v] = load<V>(a + 2 * i + v * W), vb[v] = load<V>(b + 2 * i + v * W);
+        vs[v] = Op::f(va[v], vb[v]);
+        mask |= nonfinite_bits(vs[v]) << (v * W);
+      }
+      for (int v = 0; v < NV; ++v) store<V>(r + 2 * i + v * W, vs[v]);
+      if (__builtin_expect(mask != 0, 0)) {
+        alignas(64) T x[P], y[P];
+        for (int v = 0; v < NV; ++v) store<V>(x + v * W, va[v]), store<V>(y + v * W, vb[v]);
+        addsub_special<T, Op>(mask, i, x, y, a, 1, b, 1, r, 1, name, false);
+      }
+    }
+  for (; i < n; i += B) {
     const int live = n - i < B ? n - i : B;
     alignas(64) T x[P] = {}, y[P] = {}, z[P];
     for (int j = 0; j < live; ++j) {
@@ -143,16 +176,7 @@ void addsub_checked(int n, const T *a, int inca, const T *b, int incb, T *r, int
       pr[0] = z[2 * j], pr[1] = z[2 * j + 1];
     }
     mask &= (live == B) ? ~0u : (1u << 2 * live) - 1;
-    while (mask) {
-      const int j = __builtin_ctz(mask) >> 1;
-      mask &= ~(3u << 2 * j);
-      T out[2];
-      const int status = addsub_scalar<T, Op>(x + 2 * j, y + 2 * j, out);
-      T *pr = r + 2 * (Strided ? strided_index(i + j, incr) : i + j);
-      pr[0] = out[0], pr[1] = out[1];
-      if (status == 0) continue;
-      Cx<T>::report(status, i + j, (const C *)a, inca, (const C *)b, incb, (C *)r, incr, name, Strided);
-    }
+    if (mask) addsub_special<T, Op>(mask, i, x, y, a, inca, b, incb, r, incr, name, Strided);
   }
   qor::bex::fpenv::leave(env);
 }

@@ -19,7 +19,7 @@ using qor::bex::strided_index;
 // special cases come out as from a division.
 inline vf4 quotient(vf4 num, vf4 den) {
   const vf4 ad = vabs(den);
-  const vi4 odd = ~((ad >= 1.17549435e-38f) & (ad <= 8.50705917e37f));
+  const vi4 odd = ~(le(vf4{} + 1.17549435e-38f, ad) & le(ad, 8.50705917e37f));
   if (__builtin_expect(lane_bits(odd) != 0, 0)) return num / den;
   const vf4 y = as<vf4>(_mm_rcp_ps(as<__m128>(den)));
   const vf4 e = 1.0f - den * y;

@@ -95,11 +95,9 @@ template <class T, int Threshold, int R, class Op> void binary_unit(int n, const
       if (aligned16(r + i)) i = over_b_rounds<T, R, Op>(i, n, a, r);
     } else {
       for (const int p = peel_count(a, n); i < p; ++i) r[i] = Op::f(a[i], b[i]);
-      if (!aligned16(a + i)) {
-      } else if (r == a || aligned16(r + i)) {
-        i = binary_rounds<T, R, true, Op>(i, n, a, b, r);
-      } else {
-        i = binary_rounds<T, R, false, Op>(i, n, a, b, r);
+      if (aligned16(a + i)) {  // a not aligned to its element size stays on the element loop
+        if (r == a || aligned16(r + i)) i = binary_rounds<T, R, true, Op>(i, n, a, b, r);
+        else i = binary_rounds<T, R, false, Op>(i, n, a, b, r);
       }
     }
   }

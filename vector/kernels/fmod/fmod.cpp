@@ -42,10 +42,10 @@ template <class V> inline V floor_rem(V ax, V ab, V &k) {
   constexpr T kShifter = T(1.5) * kIntShift<T>;
   const V q = ax / ab;
   k = (q + kShifter) - kShifter;
-  k = select(q < k, k - T(1.0), k);
+  k = select(lt(q, k), k - T(1.0), k);
   const V bh = as<V>(as<M>(ab) & ~Split<T>::kLowBits), bl = ab - bh;
   V rem = (ax - bh * k) - bl * k;  // both products and differences exact
-  const M neg = rem < T(0.0);
+  const M neg = lt(rem, T(0.0));
   rem = select(neg, rem + ab, rem);
   k = select(neg, k - T(1.0), k);
   return rem;
@@ -134,9 +134,9 @@ struct RemainderF {
     bad = long_lanes(ax, ab);
     V k;
     const V rem = floor_rem(ax, ab, k);
-    const M odd = (as<M>(k + kIntShift<T>) & 1) != 0;
+    const M odd = -(as<M>(k + kIntShift<T>) & 1);  // all ones when k is odd
     const V twice = rem + rem;
-    const M down = (twice > ab) | ((twice == ab) & odd);
+    const M down = gt(twice, ab) | (eq(twice, ab) & odd);
     return bxor(select(down, rem - ab, rem), sign_of(a));
   }
   template <class T> static int run(const T *a, const T *b, T *r) { return long_division<true>(*a, *b, r); }

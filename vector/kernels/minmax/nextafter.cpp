@@ -26,9 +26,9 @@ template <class T> constexpr T kSmallestDenormal[2] = {from_bits<T>(1), from_bit
 struct NextAfterF {
   template <class V> static V two(V a, V b, MaskOf<V> &bad) {
     using M = MaskOf<V>;
-    bad = edge_binades(a) | (a == b) | is_nan(b);
+    bad = edge_binades(a) | eq(a, b) | is_nan(b);
     // Away from zero (bits + 1) when b lies beyond a on a's side, else toward it.
-    const M away = ~((b > a) ^ (a > ElemOf<V>(0)));
+    const M away = ~(gt(b, a) ^ gt(a, ElemOf<V>(0)));
     return as<V>(as<M>(a) - 1 - away - away);
   }
   template <class T> static int run(const T *pa, const T *pb, T *r) {

@@ -20,28 +20,28 @@ template <class I> inline intptr_t at(const void *p, intptr_t i) { return (intpt
 
 template <class E> void pack_i(intptr_t n0, const void *a0, intptr_t inc0, intptr_t y0, int width) {
   const intptr_t n = narrow(n0, width), inc = narrow(inc0, width);
-  const E *a = (const E *)a0;
+  const E *p = (const E *)a0;
   E *y = (E *)y0;
   intptr_t i = 0;
   if (sizeof(E) <= 8)
-    for (; i + 2 <= n; i += 2) {
-      const E u = a[i * inc], v = a[(i + 1) * inc];
+    for (; i + 2 <= n; i += 2, p += 2 * inc) {
+      const E u = p[0], v = p[inc];
       y[i] = u, y[i + 1] = v;
     }
-  for (; i < n; ++i) y[i] = a[i * inc];
+  for (; i < n; ++i, p += inc) y[i] = *p;
 }
 
 template <class E> void unpack_i(intptr_t n0, const void *a0, intptr_t y0, intptr_t inc0, int width) {
   const intptr_t n = narrow(n0, width), inc = narrow(inc0, width);
   const E *a = (const E *)a0;
-  E *y = (E *)y0;
+  E *q = (E *)y0;
   intptr_t i = 0;
   if (sizeof(E) <= 8)
-    for (; i + 2 <= n; i += 2) {
+    for (; i + 2 <= n; i += 2, q += 2 * inc) {
       const E u = a[i], v = a[i + 1];
-      y[i * inc] = u, y[(i + 1) * inc] = v;
+      q[0] = u, q[inc] = v;
     }
-  for (; i < n; ++i) y[i * inc] = a[i];
+  for (; i < n; ++i, q += inc) *q = a[i];
 }
 
 template <class E, class I> void pack_m_w(intptr_t n, const E *a, const void *mask, E *y) {

@@ -15,9 +15,9 @@ template <class V> inline void trunc_frac(V x, V &tr, V &fr, MaskOf<V> &bad) {
   constexpr T C = kIntShift<T>;
   const V ax = vabs(x);
   const V m = (ax + C) - C;
-  tr = bor(select(m > ax, m - T(1.0), m), sign_of(x));
+  tr = bor(select(gt(m, ax), m - T(1.0), m), sign_of(x));
   fr = bor(x - tr, sign_of(x));
-  bad = ~(ax <= C);
+  bad = ~le(ax, C);
 }
 
 template <class T> constexpr T kSignedZero[2] = {T(0.0), T(-0.0)};

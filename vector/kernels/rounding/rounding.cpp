@@ -18,7 +18,7 @@ template <class V, class G> inline V rounded(V x, MaskOf<V> &bad, G g) {
   const V ax = vabs(x);
   const V m = (ax + C) - C;  // |x| rounded to nearest, ties to even
   bad = MaskOf<V>{};
-  return select(ax > C, x, g(x, ax, m));
+  return select(gt(ax, C), x, g(x, ax, m));
 }
 
 struct NearestF {  // NearbyInt and Rint: the same formula
@@ -34,7 +34,7 @@ struct CeilF {
   template <class V> static V one(V x, MaskOf<V> &bad) {
     return rounded(x, bad, [](V x, V, V m) {
       const V t = bor(m, sign_of(x));
-      return select(t < x, t - ElemOf<V>(-1.0), t);
+      return select(lt(t, x), t - ElemOf<V>(-1.0), t);
     });
   }
   template <class T> static int run(const T *a, T *r) { return *r = *a, 0; }
@@ -44,7 +44,7 @@ struct FloorF {
   template <class V> static V one(V x, MaskOf<V> &bad) {
     return rounded(x, bad, [](V x, V, V m) {
       const V t = bor(m, sign_of(x));
-      return select(t > x, t - ElemOf<V>(1.0), t);
+      return select(gt(t, x), t - ElemOf<V>(1.0), t);
     });
   }
   template <class T> static int run(const T *a, T *r) { return *r = *a, 0; }
@@ -53,7 +53,7 @@ struct FloorF {
 struct TruncF {
   template <class V> static V one(V x, MaskOf<V> &bad) {
     return rounded(x, bad, [](V x, V ax, V m) {
-      return bor(select(m > ax, m - ElemOf<V>(1.0), m), sign_of(x));
+      return bor(select(gt(m, ax), m - ElemOf<V>(1.0), m), sign_of(x));
     });
   }
   template <class T> static int run(const T *a, T *r) { return *r = *a, 0; }
@@ -63,7 +63,7 @@ struct TruncF {
 struct RoundF {
   template <class V> static V one(V x, MaskOf<V> &bad) {
     return rounded(x, bad, [](V x, V ax, V m) {
-      return bor(select(ax - m == ElemOf<V>(0.5), m + ElemOf<V>(1.0), m), sign_of(x));
+      return bor(select(eq(ax - m, ElemOf<V>(0.5)), m + ElemOf<V>(1.0), m), sign_of(x));
     });
   }
   template <class T> static int run(const T *a, T *r) { return *r = *a, 0; }
