@@ -129,6 +129,27 @@ TEST_F(Statuses, FmodAndRemainderAgainstC) {
   }
 }
 
+// Exact half-way quotients: ties go to the even quotient, in the vector path
+// (small gaps) and in the long division (wide gaps, denormal divisors).
+TEST_F(Statuses, RemainderTiesToEven) {
+  std::vector<float> a, b;
+  std::vector<double> ad, bd;
+  for (int k = 0; k < 64; ++k)
+    for (float d : {1.0f, 0.375f, 3.0f, 1e-40f, 1e-3f}) {
+      const float q = k + 0.5f;
+      for (float scale : {1.0f, 1024.0f * 1024.0f * 64.0f}) {
+        a.push_back(q * d * scale), b.push_back(d);
+        ad.push_back((double)q * d * scale), bd.push_back(d);
+        a.push_back(-q * d), b.push_back(-d);
+        ad.push_back(-(double)q * d), bd.push_back(-(double)d);
+      }
+    }
+  check_binary<float>("sRemainder ties", _bexsRemainder, _bexsRemainderI, a, b, remainderf);
+  check_binary<double>("dRemainder ties", _bexdRemainder, _bexdRemainderI, ad, bd,
+                       (double (*)(double, double))remainder);
+  check_binary<float>("sFmod halves", _bexsFmod, _bexsFmodI, a, b, fmodf);
+}
+
 TEST_F(Statuses, FmodNamedCases) {
   const float a[4] = {5.5f, -5.5f, 1.0f, 1e30f}, b[4] = {2.0f, 2.0f, 0.0f, 3.0f};
   float r[4];

@@ -181,6 +181,15 @@ TEST(LinearFrac, AgainstDivisionAllScaleBranches) {
   for (int i = 0; i < n; ++i) EXPECT_EQ(rd[i], (1.5 * ad[i] - 2.0) / (2.0 * bd[i] + 0.3));
 }
 
+// Divisors whose reciprocal estimate fails (denormal, huge, infinite) are divided.
+TEST(LinearFrac, ExtremeDivisorsDivide) {
+  const float b[8] = {1e-39f, 1e38f, INFINITY, -0.0f, 3e38f, 2e-45f, 1.0f, 2.0f};
+  const float a[8] = {1e-30f, 5.0f, 1.0f, 1.0f, 1.0f, 1e-44f, 1.0f, 1.0f};
+  float r[8];
+  _bexsLinearFrac(8, a, b, 1.0f, 0.0f, 1.0f, 0.0f, r);
+  for (int i = 0; i < 6; ++i) EXPECT_TRUE(same(r[i], (a[i] + 0.0f) / (b[i] + 0.0f))) << i;  // -0 + 0 is +0
+}
+
 // ----- tables ------------------------------------------------------------------
 
 TEST(Tables, OneKernelForAllTiersExceptComplexAddSub) {
