@@ -2,7 +2,7 @@
 """Writes the cost columns of the exact kernels' entries in
 vector/dispatch/manifest.def from the output of build/bench/bench_arith.
 
-Usage: tools/arith_costs.py BENCH_OUTPUT
+Usage: tools/arith_costs.py BENCH_OUTPUT...  (several runs: the least figure counts)
 Costs are ns per element relative to sAdd = 0.920 (the 'cost' column of the
 bench). The fixed figures (sAdd, sSqr, Frac, Pack/Unpack) are left as they are.
 Entries whose LA/HA kernel differs from EP (complex Add/Sub) take the 'HA'
@@ -15,10 +15,12 @@ FIXED = {"sAdd", "sSqr", "sFrac", "dFrac"}
 
 def main():
     costs = {}
-    for line in open(sys.argv[1]):
-        m = re.match(r"^(\w+)( HA| EP)?\s+[\d.]+\s+[\d.]+\s+[\d.]+x\s+([\d.]+)$", line.strip())
-        if m:
-            costs[(m.group(1), (m.group(2) or "").strip())] = float(m.group(3))
+    for path in sys.argv[1:]:
+        for line in open(path):
+            m = re.match(r"^(\w+)( HA| EP)?\s+[\d.]+\s+[\d.]+\s+[\d.]+x\s+([\d.]+)$", line.strip())
+            if m:
+                key = (m.group(1), (m.group(2) or "").strip())
+                costs[key] = min(costs.get(key, 1e9), float(m.group(3)))
     path = "vector/dispatch/manifest.def"
     out = []
     for line in open(path):
