@@ -150,6 +150,16 @@ TEST_F(Statuses, RemainderTiesToEven) {
   check_binary<float>("sFmod halves", _bexsFmod, _bexsFmodI, a, b, fmodf);
 }
 
+// Divisors of magnitude 1 against every kind of dividend.
+TEST_F(Statuses, FmodByOne) {
+  std::vector<float> a = arith_ref::float_sample(1000003, 17), b(a.size());
+  for (size_t i = 0; i < a.size(); ++i) b[i] = (i & 1) ? 1.0f : -1.0f;
+  check_binary<float>("sFmod by 1", _bexsFmod, _bexsFmodI, a, b, fmodf);
+  std::vector<double> ad = arith_ref::double_sample(4000), bd(ad.size());
+  for (size_t i = 0; i < ad.size(); ++i) bd[i] = (i & 1) ? 1.0 : -1.0;
+  check_binary<double>("dFmod by 1", _bexdFmod, _bexdFmodI, ad, bd, (double (*)(double, double))fmod);
+}
+
 TEST_F(Statuses, FmodNamedCases) {
   const float a[4] = {5.5f, -5.5f, 1.0f, 1e30f}, b[4] = {2.0f, 2.0f, 0.0f, 3.0f};
   float r[4];

@@ -79,6 +79,18 @@ template <class T> inline UintOf<T> build(UintOf<T> m, int e) {
   return m >> ((1 - kBias<T>) - e);  // denormal
 }
 
+// Fmod by a divisor of magnitude 1: the fractional part, by clearing the
+// integer bits; zero of a's sign at 1 and beyond 2^23 (2^52).
+template <class T> inline T fmod_by_one(T a, UintOf<T> ua, UintOf<T> sa) {
+  constexpr int P = kMantBits<T>;
+  if (ua < ubits(T(1.0))) return a;
+  const int e = int(ua >> P) - kBias<T>;
+  if (e >= P) return from_bits<T>(sa);
+  const UintOf<T> int_bits = ua & ~((UintOf<T>(1) << (P - e)) - 1);
+  const T frac = from_bits<T>(ua) - from_bits<T>(int_bits);  // exact
+  return from_bits<T>(ubits(frac) | sa);
+}
+
 template <bool IsRemainder, class T> int long_division(T a, T b, T *r) {
   using U = UintOf<T>;
   if (nan_bits(a) || nan_bits(b)) return *r = a * b, 0;
@@ -90,6 +102,7 @@ template <bool IsRemainder, class T> int long_division(T a, T b, T *r) {
     return IsRemainder ? 1 : 2;
   }
   if (ub == kExpMask<T>) return *r = a, 0;
+  if (!IsRemainder && ub == ubits(T(1.0))) return *r = fmod_by_one(a, ua, sa), 0;
   if (ua < ub) {
     if (!IsRemainder) return *r = a, 0;
     const T ax = from_bits<T>(ua), ab = from_bits<T>(ub);
