@@ -217,6 +217,12 @@ template <class K, class Env = StandardEnv> struct Frame {
   }
 };
 
+// A description with another block size: the strided forms of some families
+// take smaller (or larger) blocks than their unit-stride forms.
+template <class K, int Block> struct Blocked : K {
+  static constexpr int kBlock = Block;
+};
+
 // Slot numbers and the slot an I kernel forwards to, by the tiers it serves.
 enum Slot { kSlotLA = 0, kSlotHA = 1, kSlotEP = 2 };
 constexpr int forward_slot(const char *tag) {

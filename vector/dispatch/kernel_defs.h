@@ -26,4 +26,106 @@
     ::qor::bex::Frame<K, Env>::run_strided(n, {{a, a}, {inca, inca}, {r, r}, {incr, incr}});          \
   }
 
+// The unit-stride test of every I kernel: all strides 1 go through the unit
+// table's slot of the tier the kernel serves, with the strides dropped.
+#define QOR_FORWARD_UNIT(entry, tag, Sig, ...) \
+  return ((Sig)qor_ttab_##entry.kernel[::qor::bex::forward_slot(#tag)])(__VA_ARGS__)
+
+// As QOR_UNARY_KERNELS, with separate descriptions for the unit (KU) and
+// strided (KI) forms, which may differ in block size.
+#define QOR_UNARY_KERNELS2(entry, tag, KU, KI, Env)                                                    \
+  QOR_UNIT_TABLE(entry)                                                                               \
+  extern "C" void qor_k_##entry##_##tag(int n, const KU::T *a, KU::T *r) {                            \
+    ::qor::bex::Frame<KU, Env>::run_unit(n, {{a, a}, {1, 1}, {r, r}, {1, 1}});                        \
+  }                                                                                                   \
+  extern "C" void qor_k_##entry##I_##tag(int n, const KU::T *a, int inca, KU::T *r, int incr) {      \
+    if (inca == 1 && incr == 1) {                                                                     \
+      using Unit = void (*)(int, const KU::T *, KU::T *);                                             \
+      QOR_FORWARD_UNIT(entry, tag, Unit, n, a, r);                                                    \
+    }                                                                                                 \
+    ::qor::bex::Frame<KI, Env>::run_strided(n, {{a, a}, {inca, inca}, {r, r}, {incr, incr}});         \
+  }
+
+// Two inputs, one output: (n, a, b, r) and (n, a, inca, b, incb, r, incr).
+#define QOR_BINARY_KERNELS(entry, tag, KU, KI, Env)                                                    \
+  QOR_UNIT_TABLE(entry)                                                                               \
+  extern "C" void qor_k_##entry##_##tag(int n, const KU::T *a, const KU::T *b, KU::T *r) {           \
+    ::qor::bex::Frame<KU, Env>::run_unit(n, {{a, b}, {1, 1}, {r, r}, {1, 1}});                        \
+  }                                                                                                   \
+  extern "C" void qor_k_##entry##I_##tag(int n, const KU::T *a, int inca, const KU::T *b, int incb,  \
+                                         KU::T *r, int incr) {                                        \
+    if (inca == 1 && incb == 1 && incr == 1) {                                                        \
+      using Unit = void (*)(int, const KU::T *, const KU::T *, KU::T *);                              \
+      QOR_FORWARD_UNIT(entry, tag, Unit, n, a, b, r);                                                 \
+    }                                                                                                 \
+    ::qor::bex::Frame<KI, Env>::run_strided(n, {{a, b}, {inca, incb}, {r, r}, {incr, incr}});         \
+  }
+
+// One input, two outputs: (n, a, r1, r2) and (n, a, inca, r1, incr1, r2, incr2).
+#define QOR_TWO_OUT_KERNELS(entry, tag, KU, KI, Env)                                                   \
+  QOR_UNIT_TABLE(entry)                                                                               \
+  extern "C" void qor_k_##entry##_##tag(int n, const KU::T *a, KU::T *r1, KU::T *r2) {               \
+    ::qor::bex::Frame<KU, Env>::run_unit(n, {{a, a}, {1, 1}, {r1, r2}, {1, 1}});                      \
+  }                                                                                                   \
+  extern "C" void qor_k_##entry##I_##tag(int n, const KU::T *a, int inca, KU::T *r1, int incr1,      \
+                                         KU::T *r2, int incr2) {                                      \
+    if (inca == 1 && incr1 == 1 && incr2 == 1) {                                                      \
+      using Unit = void (*)(int, const KU::T *, KU::T *, KU::T *);                                    \
+      QOR_FORWARD_UNIT(entry, tag, Unit, n, a, r1, r2);                                               \
+    }                                                                                                 \
+    ::qor::bex::Frame<KI, Env>::run_strided(n, {{a, a}, {inca, inca}, {r1, r2}, {incr1, incr2}});     \
+  }
+
+// Kernels with a loop of their own instead of the frame's (plain element
+// loops, complex block kernels). E is the element pointer type the kernel
+// works in (float or double; complex elements as interleaved pairs); the
+// functions unit_fn and strided_fn take the arguments of the shape.
+#define QOR_CUSTOM_UNARY(entry, tag, E, unit_fn, strided_fn)                                           \
+  QOR_UNIT_TABLE(entry)                                                                               \
+  extern "C" void qor_k_##entry##_##tag(int n, const E *a, E *r) { unit_fn(n, a, r); }                \
+  extern "C" void qor_k_##entry##I_##tag(int n, const E *a, int inca, E *r, int incr) {              \
+    if (inca == 1 && incr == 1) {                                                                     \
+      using Unit = void (*)(int, const E *, E *);                                                     \
+      QOR_FORWARD_UNIT(entry, tag, Unit, n, a, r);                                                    \
+    }                                                                                                 \
+    strided_fn(n, a, inca, r, incr);                                                                  \
+  }
+
+#define QOR_CUSTOM_BINARY(entry, tag, E, unit_fn, strided_fn)                                          \
+  QOR_UNIT_TABLE(entry)                                                                               \
+  extern "C" void qor_k_##entry##_##tag(int n, const E *a, const E *b, E *r) { unit_fn(n, a, b, r); } \
+  extern "C" void qor_k_##entry##I_##tag(int n, const E *a, int inca, const E *b, int incb, E *r,    \
+                                         int incr) {                                                  \
+    if (inca == 1 && incb == 1 && incr == 1) {                                                        \
+      using Unit = void (*)(int, const E *, const E *, E *);                                          \
+      QOR_FORWARD_UNIT(entry, tag, Unit, n, a, b, r);                                                 \
+    }                                                                                                 \
+    strided_fn(n, a, inca, b, incb, r, incr);                                                         \
+  }
+
+// The linear fraction: two arrays and four scalars by value.
+#define QOR_CUSTOM_LINFRAC(entry, tag, E, unit_fn, strided_fn)                                         \
+  QOR_UNIT_TABLE(entry)                                                                               \
+  extern "C" void qor_k_##entry##_##tag(int n, const E *a, const E *b, E sa, E ha, E sb, E hb, E *r) {\
+    unit_fn(n, a, b, sa, ha, sb, hb, r);                                                              \
+  }                                                                                                   \
+  extern "C" void qor_k_##entry##I_##tag(int n, const E *a, int inca, const E *b, int incb, E sa,    \
+                                         E ha, E sb, E hb, E *r, int incr) {                          \
+    if (inca == 1 && incb == 1 && incr == 1) {                                                        \
+      using Unit = void (*)(int, const E *, const E *, E, E, E, E, E *);                              \
+      QOR_FORWARD_UNIT(entry, tag, Unit, n, a, b, sa, ha, sb, hb, r);                                 \
+    }                                                                                                 \
+    strided_fn(n, a, inca, b, incb, sa, ha, sb, hb, r, incr);                                         \
+  }
+
+// Pack and Unpack: one form, no frame. The entry points pass a fifth argument,
+// the width flag; the integer arguments arrive as 64-bit registers and the
+// kernel reads them as 32-bit when the flag is 1. The third and fourth
+// arguments are a stride or a pointer by kind, so they pass as intptr_t to
+// Fn<Elem>, the kind's template, instantiated with the entry's element storage.
+#define QOR_PACK_KERNEL(entry, Elem, Fn)                                                           \
+  extern "C" void qor_k_##entry##_ALL(intptr_t n, const void *a, intptr_t x3, intptr_t x4, int width) { \
+    Fn<Elem>(n, a, x3, x4, width);                                                                \
+  }
+
 #endif
