@@ -24,6 +24,7 @@ test: build
 
 accuracy: build
 	./$(BUILD)/tests/vector/qor_accuracy --long
+	./$(BUILD)/tests/vector_arith/qor_arith_exhaustive
 
 bench: build
 	@for b in $(BUILD)/bench/bench_*; do [ -x "$$b" ] && { echo "== $$b"; $$b; }; done; for p in bench/*.py; do [ -f "$$p" ] && { echo "== $$p"; /usr/bin/python3 $$p $(BUILD); }; done; true
