@@ -1,5 +1,6 @@
 // Plain element loops (Sqr, Add, Sub, Mul), the complex Add/Sub/Conj block
 // kernels, LinearFrac, and the kernel sharing of the tables.
+#include <string.h>
 #include <errno.h>
 
 #include "qor/qor_bex.h"
@@ -62,7 +63,10 @@ TEST(Plain, SqrAtEveryAlignment) {
   // An array not aligned to its element size still works (no peeling).
   alignas(16) unsigned char raw[8 * 40 + 8];
   double *odd = (double *)(raw + 3);
-  for (int i = 0; i < 40; ++i) odd[i] = 0.5 * i - 3;
+  for (int i = 0; i < 40; ++i) {
+    double v = 0.5 * i - 3;
+    memcpy(raw + 3 + 8 * i, &v, 8);  // the elements themselves are misaligned
+  }
   std::vector<double> r(40);
   _bexdSqr(40, odd, r.data());
   for (int i = 0; i < 40; ++i) EXPECT_EQ(r[i], (0.5 * i - 3) * (0.5 * i - 3));

@@ -9,12 +9,12 @@
 
 namespace qor::simd {
 
-typedef float vf4 __attribute__((vector_size(16), aligned(16)));
-typedef double vd2 __attribute__((vector_size(16), aligned(16)));
-typedef int32_t vi4 __attribute__((vector_size(16), aligned(16)));
-typedef uint32_t vu4 __attribute__((vector_size(16), aligned(16)));
-typedef int64_t vl2 __attribute__((vector_size(16), aligned(16)));
-typedef uint64_t vq2 __attribute__((vector_size(16), aligned(16)));
+typedef float vf4 __attribute__((vector_size(16)));
+typedef double vd2 __attribute__((vector_size(16)));
+typedef int32_t vi4 __attribute__((vector_size(16)));
+typedef uint32_t vu4 __attribute__((vector_size(16)));
+typedef int64_t vl2 __attribute__((vector_size(16)));
+typedef uint64_t vq2 __attribute__((vector_size(16)));
 
 // Element type -> vector type, lane count and the integer type of its bits.
 template <class T> struct Lanes;
@@ -30,6 +30,12 @@ template <> struct Lanes<double> {
   using Int = int64_t;
   static constexpr int kCount = 2;
 };
+
+// The unsigned integer lanes of the same width, for bit arithmetic that may wrap.
+template <class V> struct UnsignedLanes;
+template <> struct UnsignedLanes<vf4> { using type = vu4; };
+template <> struct UnsignedLanes<vd2> { using type = vq2; };
+template <class V> using UnsignedOf = typename UnsignedLanes<V>::type;
 
 // Reinterpreting casts between same-size vectors and scalars.
 template <class To, class From> inline To as(From v) {

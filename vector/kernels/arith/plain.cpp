@@ -4,6 +4,8 @@
 // loads of a and, by r's alignment, aligned or unaligned stores; r equal to a
 // (or b) has its own path. The frame's floating-point environment applies
 // (flush-to-zero when the Mode word asks for it).
+#include <string.h>
+
 #include "vector/kernels/arith/bitops.h"
 
 namespace qor::kernels {
@@ -37,6 +39,15 @@ template <class T> inline int peel_count(const T *a, int n) {
   return k < n ? k : n;
 }
 
+// Element access of the peeling and tail loops. Through memcpy, so that arrays
+// not aligned even to their element size are read and written as bytes.
+template <class T> inline T get(const T *p) {
+  T v;
+  memcpy(&v, p, sizeof v);
+  return v;
+}
+template <class T> inline void put(T *p, T v) { memcpy(p, &v, sizeof v); }
+
 // The main loop over [i, n) in rounds of R elements: a is aligned here.
 template <class T, int R, bool AlignedStore, class Op>
 inline int unary_rounds(int i, int n, const T *a, T *r) {
@@ -55,12 +66,12 @@ template <class T, int Threshold, int R, class Op> void sqr_unit(int n, const T 
   SavedEnv env = StandardEnv::enter();
   int i = 0;
   if (n >= Threshold) {
-    for (const int p = peel_count(a, n); i < p; ++i) r[i] = Op::f(a[i]);
+    for (const int p = peel_count(a, n); i < p; ++i) put(r + i, Op::f(get(a + i)));
     if (a == r) i = unary_rounds<T, R, true, Op>(i, n, a, r);  // in place: r shares a's alignment
     else if (aligned16(a + i) && aligned16(r + i)) i = unary_rounds<T, R, true, Op>(i, n, a, r);
     else if (aligned16(a + i)) i = unary_rounds<T, R, false, Op>(i, n, a, r);
   }
-  for (; i < n; ++i) r[i] = Op::f(a[i]);
+  for (; i < n; ++i) put(r + i, Op::f(get(a + i)));
   qor::bex::fpenv::leave(env);
 }
 
@@ -91,17 +102,17 @@ template <class T, int Threshold, int R, class Op> void binary_unit(int n, const
   int i = 0;
   if (n >= Threshold) {
     if (r == b && r != a) {
-      for (const int p = peel_count<T>(r, n); i < p; ++i) r[i] = Op::f(a[i], b[i]);
+      for (const int p = peel_count<T>(r, n); i < p; ++i) put(r + i, Op::f(get(a + i), get(b + i)));
       if (aligned16(r + i)) i = over_b_rounds<T, R, Op>(i, n, a, r);
     } else {
-      for (const int p = peel_count(a, n); i < p; ++i) r[i] = Op::f(a[i], b[i]);
+      for (const int p = peel_count(a, n); i < p; ++i) put(r + i, Op::f(get(a + i), get(b + i)));
       if (aligned16(a + i)) {  // a not aligned to its element size stays on the element loop
         if (r == a || aligned16(r + i)) i = binary_rounds<T, R, true, Op>(i, n, a, b, r);
         else i = binary_rounds<T, R, false, Op>(i, n, a, b, r);
       }
     }
   }
-  for (; i < n; ++i) r[i] = Op::f(a[i], b[i]);
+  for (; i < n; ++i) put(r + i, Op::f(get(a + i), get(b + i)));
   qor::bex::fpenv::leave(env);
 }
 

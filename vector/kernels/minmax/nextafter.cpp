@@ -29,7 +29,9 @@ struct NextAfterF {
     bad = edge_binades(a) | eq(a, b) | is_nan(b);
     // Away from zero (bits + 1) when b lies beyond a on a's side, else toward it.
     const M away = ~(gt(b, a) ^ gt(a, ElemOf<V>(0)));
-    return as<V>(as<M>(a) - 1 - away - away);
+    // Unsigned lanes: the step may wrap the bits of -0 or of the largest negative.
+    using U = UnsignedOf<V>;
+    return as<V>(as<U>(a) - (U{} + 1) - as<U>(away) - as<U>(away));
   }
   template <class T> static int run(const T *pa, const T *pb, T *r) {
     const T a = *pa, b = *pb;
