@@ -100,7 +100,10 @@ template <class T> double error_of(T got, mpfr_t ref, Kind kind, mpfr_t tmp) {
   const bool denormal = e < emin;
   if (denormal) e = emin;
   if (kind == ULP || denormal) {
-    double ulps = mpfr_get_d(tmp, MPFR_RNDN) / ldexp(1.0, (int)(e - prec + 1));
+    // Scaled in MPFR: near the bottom of the range an error below one ulp is
+    // itself below the smallest denormal and would round in a double.
+    mpfr_mul_2si(tmp, tmp, -(e - prec + 1), MPFR_RNDN);
+    double ulps = mpfr_get_d(tmp, MPFR_RNDN);
     if (kind == ULP) return ulps;
     return ulps <= 4 ? 0 : INFINITY;  // denormal results carry fewer bits: 4 ulp as in LA
   }
