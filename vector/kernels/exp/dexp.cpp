@@ -27,30 +27,6 @@ inline vl2 noerr_fix_dexp(vd2 x, vd2 &r) {
   return hi | lo;
 }
 
-// The scalar routine of every tier (each kernel instantiates its own copy):
-// NaN and infinities without report, overflow to +Inf (3), underflow to 0 or
-// a denormal (4), and otherwise the HA arithmetic, hi + (lo + hi p), scaled
-// by 2^n with one rounding.
-template <class Core> int dexp_scalar(const double *a, double *r) {
-  const double x = *a;
-  if (non_finite(x, 0.0, r)) return 0;
-  if (x > kOverflow) {
-    volatile double big = DBL_MAX;
-    *r = big * big;
-    return 3;
-  }
-  if (x < kUnderflow) {
-    volatile double tiny = 4.9406564584124654e-324;
-    *r = tiny * tiny;
-    return 4;
-  }
-  vq2 e;
-  vd2 hi, rest;
-  Core::parts(vd2{x, x}, e, hi, rest);
-  *r = scale_pow2(hi[0], rest[0], (long)((int64_t)e[0] >> 52));
-  return status_of(*r);
-}
-
 // The frame description of a tier; Core::core(x, e) returns T[j] (1 + p)
 // and the exponent-field addend e = n << 52.
 template <class Core, class Scalar> struct DExpKernel {
@@ -65,7 +41,8 @@ template <class Core, class Scalar> struct DExpKernel {
     bad = special_lanes(x);
     return as<vd2>(as<vq2>(v) + e);
   }
-  static int scalar(const double *a, double *r) { return dexp_scalar<Scalar>(a, r); }
+  // Every tier's scalar routine runs the HA arithmetic (each kernel has its own copy).
+  static int scalar(const double *a, double *r) { return exp_double_scalar<Scalar>(*a, kOverflow, kUnderflow, r); }
   static vl2 noerr_fix(vd2 x, vd2 &r) { return noerr_fix_dexp(x, r); }
 };
 

@@ -74,6 +74,30 @@ inline int exp_float_scalar(float x, double log2b, float ovf, float unf, float *
   return status_of(*r);
 }
 
+// The double-precision scalar routine of b^x over a kernel's reduction:
+// Core::parts(x, e, hi, rest) gives hi + rest = T[j] (1 + p) and the exponent
+// addend e = n << 52. x above `ovf` is surely +Inf (3), below `unf` surely 0
+// (4); in between the result is scaled with one rounding and its status read
+// from it. NaN and infinities give no report.
+template <class Core> int exp_double_scalar(double x, double ovf, double unf, double *r) {
+  if (non_finite(x, 0.0, r)) return 0;
+  if (x > ovf) {
+    volatile double big = DBL_MAX;
+    *r = big * big;
+    return 3;
+  }
+  if (x < unf) {
+    volatile double tiny = 4.9406564584124654e-324;
+    *r = tiny * tiny;
+    return 4;
+  }
+  vq2 e;
+  vd2 hi, rest;
+  Core::parts(vd2{x, x}, e, hi, rest);
+  *r = scale_pow2(hi[0], rest[0], (long)((int64_t)e[0] >> 52));
+  return status_of(*r);
+}
+
 }  // namespace qor::kernels::expk
 
 #endif
