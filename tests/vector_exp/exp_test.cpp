@@ -7,6 +7,7 @@
 
 #include <vector>
 
+#include "vector/kernels/exp/exp_tables.inc"
 #include "vector_exp/exp_family.h"
 
 namespace {
@@ -159,6 +160,51 @@ TEST(ExpValues, EdgeCasesOfTheFamily) {
   EXPECT_EQ(r10[0], 10.0);
   EXPECT_EQ(r10[1], 1e5);
   EXPECT_EQ(r10[2], 1e22);
+}
+
+// The generated tables hold the rows their rules give, and the quoted ones exactly.
+TEST(ExpTables, QuotedRowsAndTheRuleOfEveryRow) {
+  using namespace qor::kernels::exp_tables;
+  EXPECT_EQ(kExp2f_128[0][0], 1.0f);
+  EXPECT_EQ(kExp2f_128[0][1], 0.0f);
+  EXPECT_EQ(kExp2f_128[1][0], 1.00542986f);
+  EXPECT_EQ(kExp2f_128[1][1], 3.7183053e-08f);
+  EXPECT_EQ(kExp2d_1024[1], 1.0006771306930664);
+  EXPECT_EQ(kExp2d2_64[1][0], 1.0108892860517005);
+  EXPECT_EQ(kExp2d2_64[1][1], -1.5234778603368577e-17);
+  // hi + lo against 2^(j/N) in extended precision; single rows to half an ulp.
+  for (int j = 0; j < 128; ++j) {
+    const long double e128 = exp2l(j / 128.0L), e64 = exp2l((j % 64) / 64.0L);
+    EXPECT_NEAR((long double)kExp2d2_128[j][0] + kExp2d2_128[j][1], e128, 1e-18L * e128);
+    EXPECT_NEAR((long double)kExp2f_128[j][0] + kExp2f_128[j][1], e128, 1e-14L);
+    EXPECT_NEAR((long double)kExp2d_128[j], e128, 0x1p-53L * e128);
+    EXPECT_NEAR((long double)kExp2d2_64[j % 64][0] + kExp2d2_64[j % 64][1], e64, 1e-18L * e64);
+    EXPECT_NEAR((long double)kExp2f_64[j % 64][0] + kExp2f_64[j % 64][1], e64, 1e-14L);
+    EXPECT_NEAR((long double)kExp2f_32[j % 32], exp2l((j % 32) / 32.0L), 0x1p-24L * 2);
+  }
+  for (int j = 0; j < 1024; j += 7) EXPECT_NEAR((long double)kExp2d_1024[j], exp2l(j / 1024.0L), 0x1p-53L * 2);
+}
+
+// With flush-to-zero asked for, denormal results of the scalar routines are
+// flushed as the lanes' would be, and still reported as underflow.
+TEST(ExpValues, FlushToZeroModeFlushesDenormalResults) {
+  qor_bex_kernel_SetMode(BEX_ERRMODE_IGNORE | BEX_FTZDAZ_ON);
+  for (int s = 0; s < 3; ++s) {
+    qor_bex_kernel_ClearErrStatus();
+    double d = -709.5, rd;
+    kDouble[0].unit[s](1, &d, &rd);
+    EXPECT_EQ(rd, 0.0);
+    EXPECT_EQ(qor_bex_kernel_GetErrStatus(), 4);
+    qor_bex_kernel_ClearErrStatus();
+    float f = -130.0f, rf;
+    kFloat[1].unit[s](1, &f, &rf);
+    EXPECT_EQ(rf, 0.0f);
+    EXPECT_EQ(qor_bex_kernel_GetErrStatus(), 4);
+  }
+  qor_bex_kernel_SetMode(BEX_ERRMODE_DEFAULT | BEX_FTZDAZ_OFF);
+  double d = -709.5, rd;
+  kDouble[0].unit[1](1, &d, &rd);
+  EXPECT_GT(rd, 0.0);
 }
 
 }  // namespace

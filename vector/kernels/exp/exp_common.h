@@ -35,7 +35,8 @@ inline double scale_pow2(double v, long n) {
 inline double scale_pow2(double hi, double rest, long n) {
   if (n >= -1020) return scale_pow2(hi + rest, n);
   const long double v = (long double)hi + (long double)rest;
-  return (double)((v * (long double)as<double>((uint64_t)(n + 200 + 1023) << 52)) * 0x1p-200L);
+  const double d = (double)((v * (long double)as<double>((uint64_t)(n + 200 + 1023) << 52)) * 0x1p-200L);
+  return d + 0.0;  // through the SSE unit, so a flush-to-zero setting applies as to the lanes
 }
 
 // Status of a double result of a finite x: 3 overflow, 4 underflow (a
