@@ -36,8 +36,15 @@ struct Interval {
   long count;
 };
 
+struct KnownMiss {
+  const char *entry;
+  Tier tier;
+  double measured;  // ulp, or correct bits
+};
+
 #define QOR_ACCURACY(entry, tier, kind, bound) {#entry, tier, kind, bound},
 #define QOR_INTERVAL(entry, lo, hi, count)
+#define QOR_KNOWN_MISS(entry, tier, measured)
 const Decl kDecls[] = {
 #include "accuracy.def"
 };
@@ -48,6 +55,22 @@ const Decl kDecls[] = {
 const Interval kIntervals[] = {
 #include "accuracy.def"
 };
+#undef QOR_INTERVAL
+#undef QOR_KNOWN_MISS
+#define QOR_INTERVAL(entry, lo, hi, count)
+#define QOR_KNOWN_MISS(entry, tier, measured) {#entry, tier, measured},
+const KnownMiss kKnownMisses[] = {
+#include "accuracy.def"
+    {nullptr, LA, 0},
+};
+
+// A recorded miss of a kernel built as designed: the bound is not loosened,
+// the row shows MISS, and only an error beyond the recorded figure fails.
+const KnownMiss *known_miss(const Decl &d) {
+  for (const KnownMiss &m : kKnownMisses)
+    if (m.entry && strcmp(m.entry, d.entry) == 0 && m.tier == d.tier) return &m;
+  return nullptr;
+}
 
 using MpfrUnary = int (*)(mpfr_ptr, mpfr_srcptr, mpfr_rnd_t);
 struct Reference {
@@ -100,7 +123,10 @@ template <class T> double error_of(T got, mpfr_t ref, Kind kind, mpfr_t tmp) {
   const bool denormal = e < emin;
   if (denormal) e = emin;
   if (kind == ULP || denormal) {
-    double ulps = mpfr_get_d(tmp, MPFR_RNDN) / ldexp(1.0, (int)(e - prec + 1));
+    // Scaled in MPFR: near the bottom of the range an error below one ulp is
+    // itself below the smallest denormal and would round in a double.
+    mpfr_mul_2si(tmp, tmp, -(e - prec + 1), MPFR_RNDN);
+    double ulps = mpfr_get_d(tmp, MPFR_RNDN);
     if (kind == ULP) return ulps;
     return ulps <= 4 ? 0 : INFINITY;  // denormal results carry fewer bits: 4 ulp as in LA
   }
@@ -190,9 +216,13 @@ int main(int argc, char **argv) {
       snprintf(measured, sizeof measured, "%.2f bits (rel %.2e)", bits, res.worst);
       ok = res.worst <= ldexp(1.0, -(int)d.bound);
     }
+    const KnownMiss *miss = ok ? nullptr : known_miss(d);
+    if (miss) ok = d.kind == ULP ? res.worst <= miss->measured : res.worst <= ldexp(1.0, -(int)miss->measured);
     ok = ok && res.mismatches == 0;
-    printf("%-14s %-4s %-22s %-24s %-10ld %.9g%s%s\n", d.entry, tier_names[d.tier], bound, measured, res.count,
-           res.worst_at, res.mismatches ? "  STRIDED MISMATCH" : "", ok ? "" : "  FAIL");
+    char note[48] = "";
+    if (miss) snprintf(note, sizeof note, "  MISS (recorded %.2f)", miss->measured);
+    printf("%-14s %-4s %-22s %-24s %-10ld %.9g%s%s%s\n", d.entry, tier_names[d.tier], bound, measured, res.count,
+           res.worst_at, note, res.mismatches ? "  STRIDED MISMATCH" : "", ok ? "" : "  FAIL");
     failures += !ok;
   }
   printf("%d passed, %d failed\n", run_count - (failures > run_count ? run_count : failures), failures);
