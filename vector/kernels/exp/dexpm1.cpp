@@ -72,13 +72,32 @@ template <int Block> struct DExpm1Table128 {
   static int scalar(const double *a, double *r) { return dexpm1_scalar(a, r); }
 };
 using DExpm1LA = DExpm1Table128<8>;
-using DExpm1HA = DExpm1Table128<4>;
 QOR_ACCURACY(dExpm1, LA, ULP, 4.0)
+
+// HA: the table form loses up to 1.9 ulp where the row 2^(+-1/N) meets the
+// cancellation (|x| near ln2/N: the roundings of r and of t p count in full
+// against a result of the size of t p). Below 2^-6 the Taylor series of
+// expm1 (to x^8) serves instead: its leading x is exact and the rest small.
+// The sum -1 + t is also taken with its rounding error (two-sum), which
+// matters where t is far below 1.
+struct DExpm1HA : DExpm1Table128<4> {
+  static vd2 lanes(vd2 x, vl2 &bad) {
+    vq2 e;
+    vd2 hi, rest;
+    DExpm1Parts::parts(x, e, hi, rest);
+    const vd2 scale = as<vd2>(e + 0x3ff0000000000000ull);
+    const vd2 t = hi * scale;
+    const vd2 s = -1.0 + t, back = s + 1.0;
+    const vd2 err = (-1.0 - (s - back)) + (t - back);
+    const vd2 table = s + (err + scale * rest);
+    bad = special_lanes(x);
+    const vd2 q = 1.0 / 2 + x * (1.0 / 6 + x * (1.0 / 24 + x * (1.0 / 120 + x * (1.0 / 720 + x * (1.0 / 5040 + x * (1.0 / 40320))))));
+    const vd2 series = x + x * x * q;
+    const vl2 small = from_high_words((words(x) & 0x7fffffff) < 0x3f900000);  // |x| < 2^-6, NaN excluded
+    return with_sign_of(x, select(small, series, table));
+  }
+};
 QOR_ACCURACY(dExpm1, HA, ULP, 1.0)
-// Built as designed, HA misses 1 ulp where the row 2^(+-1/N) meets the
-// cancellation (|x| near ln2/N): -1 + t is exact, but the rounding of r and
-// of t p both count in full against a result of the size of t p.
-QOR_KNOWN_MISS(dExpm1, HA, 2.0)
 QOR_INTERVAL(dExpm1, -750.0, 710.0, 1000000)  // all tiers: the whole range and beyond
 QOR_INTERVAL(dExpm1, -1.0, 1.0, 300000)
 QOR_INTERVAL(dExpm1, -0.01, 0.01, 100000)  // where the table row 0 or 1 meets the cancellation
