@@ -1,0 +1,202 @@
+// Integration of splines between limit pairs. Each limit is located by its
+// own search; the whole-cell sums are kept in a running total per side, so
+// that sorted limits walk the cells once.
+#include "fitting/evaluate.h"
+#include <math.h>
+
+namespace qor::df {
+
+template <class T> void expand_sites(const T* ends, int64_t n, T* out);
+
+namespace {
+
+constexpr int64_t kBlock = 256;
+
+// Coefficients of row j for the kinds that integrate as polynomials; step
+// kinds become constant rows (the look-up interpolant has no integral).
+template <class T> struct Rows {
+  const GuxDFTask* t;
+  int kind;
+  const T* coef;
+  Column<T> y;
+  int order() const { return kind == 0 ? 2 : kind == 1 ? 3 : kind == 2 ? 4 : 1; }
+  void get(int64_t j, T* c) const {
+    c[1] = c[2] = c[3] = T(0);
+    if (kind <= 2) {
+      for (int k = 0; k < order(); ++k) c[k] = coef[order() * j + k];
+    } else if (kind == 6) {
+      c[0] = y[j];
+    } else if (kind == 5) {
+      c[0] = y[j + 1];
+    } else {
+      c[0] = T(NAN);
+    }
+  }
+  T integral(int64_t j, T u) const {
+    T c[4];
+    get(j, c);
+    return poly_integral<T, 4>(c, u);
+  }
+};
+
+// Integral from x[0] to the left end of row j, by walking from the last row.
+template <class T> struct Walker {
+  int64_t j = 0;
+  T sum = T(0);
+  T to(const Rows<T>& rows, const RowOrigin<T>& org, int64_t target) {
+    while (j < target) { sum += rows.integral(j, org.width(j)); ++j; }
+    while (j > target) { --j; sum -= rows.integral(j, org.width(j)); }
+    return sum;
+  }
+};
+
+template <class T> struct Limits {
+  const T* lim;
+  const T* ends;
+  int64_t n;
+  T at(int64_t k) const {
+    if (lim) return lim[k];
+    return n > 1 ? ends[0] + T(k) * (ends[1] - ends[0]) / T(n - 1) : ends[0];
+  }
+};
+
+template <class T>
+int call_integr(void* cbp, void* params, int64_t f, T a, T b, T* out) {
+  typedef int (*Cb)(int64_t*, const T*, const T*, T*, void*, const GuxDFCallBackInfo*);
+  int64_t one = 1;
+  GuxDFCallBackInfo info{f, 0};
+  return reinterpret_cast<Cb>(cbp)(&one, &a, &b, out, params, &info);
+}
+
+template <class T, class Out>
+int integrate_blocks(const GuxDFTask* t, int kind, int64_t nlim, const Limits<T>& L, const Limits<T>& R,
+                     const SearchArgs<T>& sl, const SearchArgs<T>& sr, Out& out, Walker<T>* walkers,
+                     void* le_cb, void* le_p, void* re_cb, void* re_p, void* i_cb, void* i_p);
+
+template <class T>
+int integrate(GuxDFTask* t, int64_t method, int64_t nlim, const T* llim, int64_t llimhint, const T* rlim,
+              int64_t rlimhint, const T* ldh, const T* rdh, T* r, int64_t rhint, void* le_cb, void* le_p,
+              void* re_cb, void* re_p, void* i_cb, void* i_p, void* s_cb, void* s_p, const GuxThreadingTable*) {
+  if (!t) return GUX_DF_NULL_TASK;
+  const int kind = spline_kind(t, le_cb && re_cb && i_cb);
+  if (kind < 0) return kind;
+  if (kind == 3) return GUX_DF_BAD_METHOD;
+  if (method != GUX_DF_METHOD_PP && method != GUX_DF_METHOD_STD) return GUX_DF_BAD_METHOD;
+  SearchArgs<T> sl, sr;
+  int st = choose_strategy(t, llimhint, ldh, s_cb, s_p, &sl);
+  if (st || (st = choose_strategy(t, rlimhint, rdh, s_cb, s_p, &sr))) return st;
+  if (rhint == 0 || rhint == 0x100) rhint = GUX_DF_MATRIX_STORAGE_ROWS;
+  if (rhint == 0x200) rhint = GUX_DF_MATRIX_STORAGE_COLS;
+  if (rhint != 16 && rhint != 32 && rhint != 0x80) return GUX_DF_BAD_INTEGR_RHINT;
+  if (nlim < 1) return 0;
+  if (!r || !llim || !rlim) return GUX_DF_NO_DESTINATION;
+  if (kind <= 2 && (!t->scoeff || !t->scoeff[0])) return GUX_DF_NO_SCOEFF;
+  const int64_t ny = t->ny;
+  Limits<T> L{llimhint == GUX_DF_SITES_UNIFORM ? nullptr : llim, llim, nlim};
+  Limits<T> R{rlimhint == GUX_DF_SITES_UNIFORM ? nullptr : rlim, rlim, nlim};
+  auto out = [&](int64_t f, int64_t k) -> T& {
+    if (rhint == GUX_DF_MATRIX_STORAGE_COLS) return r[f * nlim + k];
+    if (rhint == GUX_DF_MATRIX_STORAGE_BY_POINTER) return reinterpret_cast<T**>(r)[f][k];
+    return r[k * ny + f];
+  };
+  // Running sums per function and side, kept across blocks.
+  Walker<T>* walkers = static_cast<Walker<T>*>(qor_serv_allocate(sizeof(Walker<T>) * 2 * ny, 64));
+  if (!walkers) return GUX_DF_NO_MEMORY;
+  for (int64_t k = 0; k < 2 * ny; ++k) walkers[k] = Walker<T>();
+  st = integrate_blocks(t, kind, nlim, L, R, sl, sr, out, walkers, le_cb, le_p, re_cb, re_p, i_cb, i_p);
+  qor_serv_deallocate(walkers);
+  return st;
+}
+
+template <class T, class Out>
+int integrate_blocks(const GuxDFTask* t, int kind, int64_t nlim, const Limits<T>& L, const Limits<T>& R,
+                     const SearchArgs<T>& sl, const SearchArgs<T>& sr, Out& out, Walker<T>* walkers,
+                     void* le_cb, void* le_p, void* re_cb, void* re_p, void* i_cb, void* i_p) {
+  const int64_t nx = t->nx, ny = t->ny;
+  RowOrigin<T> org(t);
+  const T x0 = org(0), xl = org(nx - 1);
+  int st;
+  int64_t posl = 0, posr = 0;
+  T la[kBlock], ra[kBlock];
+  int64_t cl[kBlock], cr[kBlock];
+  for (int64_t b = 0; b < nlim; b += kBlock) {
+    const int64_t n = nlim - b < kBlock ? nlim - b : kBlock;
+    for (int64_t i = 0; i < n; ++i) {
+      la[i] = L.at(b + i);
+      ra[i] = R.at(b + i);
+    }
+    if ((st = search_block(sl, n, la, &posl, cl)) || (st = search_block(sr, n, ra, &posr, cr))) return st;
+    for (int64_t f = 0; f < ny; ++f) {
+      Rows<T> rows{t, kind, kind <= 2 ? static_cast<const T*>(t->scoeff[f]) : nullptr,
+                   (kind >= 5 && t->y) ? function_of<T>(t, f) : Column<T>{nullptr, 1}};
+      Walker<T>& wl = walkers[2 * f];
+      Walker<T>& wr = walkers[2 * f + 1];
+      for (int64_t i = 0; i < n; ++i) {
+        T a = la[i], bb = ra[i], sign = T(1);
+        int64_t ca = cl[i], cb = cr[i];
+        if (a > bb) {
+          T tmp = a; a = bb; bb = tmp;
+          int64_t tc = ca; ca = cb; cb = tc;
+          sign = T(-1);
+        }
+        T v = T(0);
+        if (kind == 4 || le_cb || re_cb) {
+          // Split into left outside, inside, right outside parts.
+          T lo = a, hi = bb, part;
+          if (lo < x0) {
+            T e = hi < x0 ? hi : x0;
+            if (le_cb) { if ((st = call_integr(le_cb, le_p, f, lo, e, &part))) return st; }
+            else part = rows.integral(0, e - x0) - rows.integral(0, lo - x0);
+            v += part;
+            lo = e;
+          }
+          if (hi > xl) {
+            T s = lo > xl ? lo : xl;
+            if (re_cb) { if ((st = call_integr(re_cb, re_p, f, s, hi, &part))) return st; }
+            else part = rows.integral(nx - 2, hi - org(nx - 2)) - rows.integral(nx - 2, s - org(nx - 2));
+            v += part;
+            hi = s;
+          }
+          if (hi > lo) {
+            if (kind == 4) {
+              if ((st = call_integr(i_cb, i_p, f, lo, hi, &part))) return st;
+            } else {
+              int64_t jl = row_of_cell(ca, nx), jh = row_of_cell(cb, nx);
+              if (lo == x0) jl = 0;
+              if (hi == xl) jh = nx - 2;
+              part = wr.to(rows, org, jh) + rows.integral(jh, hi - org(jh)) -
+                     wl.to(rows, org, jl) - rows.integral(jl, lo - org(jl));
+            }
+            v += part;
+          }
+        } else {
+          const int64_t ja = row_of_cell(ca, nx), jb = row_of_cell(cb, nx);
+          if (ja == jb) {
+            v = rows.integral(jb, bb - org(jb)) - rows.integral(ja, a - org(ja));
+          } else {
+            v = wr.to(rows, org, jb) + rows.integral(jb, bb - org(jb)) - wl.to(rows, org, ja) -
+                rows.integral(ja, a - org(ja));
+          }
+        }
+        out(f, b + i) = sign * v;
+      }
+    }
+  }
+  return 0;
+}
+
+}  // namespace
+}  // namespace qor::df
+
+using namespace qor::df;
+
+QOR_API int qor_df_kernel_dDFIntegrate1D(GuxDFTask* t, int64_t method, int64_t nlim, const double* llim,
+    int64_t llh, const double* rlim, int64_t rlh, const double* ldh, const double* rdh, double* r, int64_t rhint,
+    void* le, void* lep, void* re, void* rep, void* ic, void* icp, void* sc, void* scp, const GuxThreadingTable* th) {
+  return integrate(t, method, nlim, llim, llh, rlim, rlh, ldh, rdh, r, rhint, le, lep, re, rep, ic, icp, sc, scp, th);
+}
+QOR_API int qor_df_kernel_sDFIntegrate1D(GuxDFTask* t, int64_t method, int64_t nlim, const float* llim,
+    int64_t llh, const float* rlim, int64_t rlh, const float* ldh, const float* rdh, float* r, int64_t rhint,
+    void* le, void* lep, void* re, void* rep, void* ic, void* icp, void* sc, void* scp, const GuxThreadingTable* th) {
+  return integrate(t, method, nlim, llim, llh, rlim, rlh, ldh, rdh, r, rhint, le, lep, re, rep, ic, icp, sc, scp, th);
+}
