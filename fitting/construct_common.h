@@ -80,9 +80,9 @@ constexpr Side right_side(int code) {
 // Cubic coefficients from values, slopes and derivatives at breakpoints.
 template <class T, bool Uniform>
 inline void cubic_tail(const Partition<T, Uniform>& p, Column<T> y, const T* S, const T* m,
-                       int64_t n, T* c) {
+                       int64_t n, T* c, const T* inv_h = nullptr) {
   for (int64_t i = 0; i + 1 < n; ++i) {
-    const T ih = Uniform ? p.inv_hu : T(1) / p.h(i);
+    const T ih = Uniform ? p.inv_hu : inv_h ? inv_h[i] : T(1) / p.h(i);
     c[4 * i + 0] = y[i];
     c[4 * i + 1] = m[i];
     c[4 * i + 2] = (T(3) * S[i] - T(2) * m[i] - m[i + 1]) * ih;
@@ -91,7 +91,11 @@ inline void cubic_tail(const Partition<T, Uniform>& p, Column<T> y, const T* S, 
 }
 
 template <class T, bool Uniform>
-inline void slopes(const Partition<T, Uniform>& p, Column<T> y, int64_t n, T* S) {
+inline void slopes(const Partition<T, Uniform>& p, Column<T> y, int64_t n, T* S, const T* inv_h = nullptr) {
+  if (!Uniform && inv_h) {
+    for (int64_t i = 0; i + 1 < n; ++i) S[i] = (y[i + 1] - y[i]) * inv_h[i];
+    return;
+  }
   for (int64_t i = 0; i + 1 < n; ++i) S[i] = p.slope(y[i + 1] - y[i], i);
 }
 

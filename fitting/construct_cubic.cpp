@@ -29,8 +29,11 @@ template <> struct Factor<float> {
 template <class T, bool U> int64_t factor_c2(const GuxDFTask* t, int code, T* sh) {
   const int64_t n = t->nx;
   Partition<T, U> p(t);
-  T *dl = sh, *d = sh + n, *du = sh + 2 * n, *z = sh + 3 * n;
+  T *dl = sh, *d = sh + n, *du = sh + 2 * n, *z = sh + 3 * n, *ih = sh + 4 * n + 2;
   int64_t info = 0;
+  // Reciprocal widths, shared by the slopes and coefficients of all functions.
+  if (!U)
+    for (int64_t i = 0; i + 1 < n; ++i) ih[i] = T(1) / p.h(i);
   if (code == 6) {
     const int64_t N = n - 1;
     if (N < 2) return 0;
@@ -78,7 +81,8 @@ template <class T, int Code, bool U, bool Col> struct C2Worker {
     Column<T> y = function_of<T>(t, f);
     T *S = scratch, *m = scratch + n;
     const T* sh = w.shared;
-    slopes(p, y, n, S);
+    const T* ih = U ? nullptr : sh + 4 * n + 2;
+    slopes(p, y, n, S, ih);
     int64_t info = 0;
     if (n == 2 && Code != 6 && Code != 1) {
       // Two boundary rows alone: a 2x2 system.
@@ -115,7 +119,7 @@ template <class T, int Code, bool U, bool Col> struct C2Worker {
       Factor<T>::s(&n, sh, sh + n, sh + 2 * n, m, &info);
     }
     if (info) return GUX_DF_SOLVE_FAILED;
-    cubic_tail(p, y, S, m, n, coeff_row<T>(t, f));
+    cubic_tail(p, y, S, m, n, coeff_row<T>(t, f), ih);
     return 0;
   }
 };
@@ -132,7 +136,7 @@ static int natural_cubic(GuxDFTask* t, const GuxThreadingTable* th) {
   Work<T> w{t, t->nx, static_cast<const T*>(t->bc), nullptr, nullptr, 0, nullptr};
   const int nb = blocks_for(th, t->ny);
   Scratch<T> mem;
-  if ((st = mem.get(w, 4 * t->nx + 2, 2 * t->nx, nb))) return st;
+  if ((st = mem.get(w, 5 * t->nx + 2, 2 * t->nx, nb))) return st;
   const bool uni = t->xhint == GUX_DF_X_UNIFORM;
   int64_t info = uni ? factor_c2<T, true>(t, code, w.shared) : factor_c2<T, false>(t, code, w.shared);
   if (info) {

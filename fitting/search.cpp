@@ -59,34 +59,59 @@ int quasi_uniform(int64_t nx64, const T* x, int64_t n, const T* site, T scale, O
   return 0;
 }
 
+// Sites go in groups of 16 whose bisections advance in lockstep, so that
+// the loads of different sites overlap instead of waiting on each other.
+// Lockstep branch-free steps are cheap, so the bisection runs to the end
+// (x[lo] <= s < x[hi], hi = lo + 1) instead of stopping at a 20-wide
+// window for a linear scan: the cell found is the same.
 template <class T, class I, class O>
 int hybrid(int64_t nx64, const T* x, int64_t n, const T* site, T scale, const int64_t* table, O* cell) {
   const I nx = (I)nx64;
   const T x0 = x[0], xl = x[nx - 1];
-  for (int64_t i = 0; i < n; ++i) {
-    const T s = site[i];
-    I c;
-    if (s < x0) c = 0;
-    else if (s == xl) c = nx - 1;
-    else if (s > xl) c = nx;
-    else {
-      I lo = 0, hi = nx - 1;
+  constexpr int G = 16;
+  I lo[G], hi[G];
+  for (int64_t b = 0; b < n; b += G) {
+    const int m = n - b < G ? (int)(n - b) : G;
+    bool busy = false;
+    for (int j = 0; j < m; ++j) {
+      const T s = site[b + j];
+      lo[j] = 0;
+      hi[j] = nx - 1;
+      if (!(s >= x0 && s < xl)) {
+        hi[j] = lo[j];  // settled below, at or above the ends
+        continue;
+      }
       if (table) {
         const T v = (s - x0) * scale;
         // The table has m+2 pairs; pair m repeats m-1 and absorbs rounding.
         const int64_t k = v >= T(0) && v < (T)(1 << 30) ? (int64_t)v : 0;
-        lo = (I)table[2 * k];
-        hi = (I)table[2 * k + 1];
+        lo[j] = (I)table[2 * k];
+        hi[j] = (I)table[2 * k + 1];
       }
-      while (hi - lo > 20 && lo < hi - 20) {
-        I mid = (I)((lo + hi) >> 1);
-        if (x[mid] > s) hi = mid;
-        else lo = mid;
-      }
-      c = lo;
-      while (c < hi && x[c] <= s) ++c;
+      busy |= hi[j] - lo[j] > 1;
     }
-    cell[i] = (O)c;
+    while (busy) {
+      busy = false;
+      for (int j = 0; j < m; ++j) {
+        const I mid = (I)((lo[j] + hi[j]) >> 1);
+        const bool above = x[mid] > site[b + j];
+        hi[j] = above ? mid : hi[j];
+        lo[j] = above ? lo[j] : mid;
+        busy |= hi[j] - lo[j] > 1;
+      }
+    }
+    for (int j = 0; j < m; ++j) {
+      const T s = site[b + j];
+      I c;
+      if (s < x0) c = 0;
+      else if (s == xl) c = nx - 1;
+      else if (!(s < xl)) c = s > xl ? nx : nx - 1;  // NaN ends at nx - 1
+      else {
+        c = lo[j];
+        while (c < hi[j] && x[c] <= s) ++c;
+      }
+      cell[b + j] = (O)c;
+    }
   }
   return 0;
 }
