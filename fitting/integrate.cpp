@@ -14,15 +14,31 @@ constexpr int64_t kBlock = 256;
 
 // Coefficients of row j for the kinds that integrate as polynomials; step
 // kinds become constant rows (the look-up interpolant has no integral).
+// Row j is written in u = s - origin(j) and covers [left(j), right(j)]:
+// the cells of the partition, or for the quadratic with knots the spans
+// between knots around each breakpoint.
 template <class T> struct Rows {
   const GuxDFTask* t;
   int kind;
   const T* coef;
   Column<T> y;
-  int order() const { return kind == 0 ? 2 : kind == 1 ? 3 : kind == 2 ? 4 : 1; }
+  RowOrigin<T> org;
+  const T* knot;
+  int order() const { return kind == 0 ? 2 : (kind == 1 || kind == 3) ? 3 : kind == 2 ? 4 : 1; }
+  int64_t last() const { return kind == 3 ? t->nx - 1 : t->nx - 2; }
+  T origin(int64_t j) const { return org(j); }
+  T left(int64_t j) const { return kind == 3 && j > 0 ? knot[j - 1] : org(j); }
+  T right(int64_t j) const { return kind == 3 ? (j < t->nx - 1 ? knot[j] : org(j)) : org(j + 1); }
+  int64_t row(int64_t cell, T s) const {
+    const int64_t nx = t->nx;
+    if (kind != 3) return row_of_cell(cell, nx);
+    return cell <= 0 ? 0 : cell >= nx ? nx - 1 : (s < knot[cell - 1] ? cell - 1 : cell);
+  }
+  T whole(int64_t j) const { return integral(j, right(j) - origin(j)) - integral(j, left(j) - origin(j)); }
+  T partial(int64_t j, T s) const { return integral(j, s - origin(j)) - integral(j, left(j) - origin(j)); }
   void get(int64_t j, T* c) const {
     c[1] = c[2] = c[3] = T(0);
-    if (kind <= 2) {
+    if (kind <= 3) {
       for (int k = 0; k < order(); ++k) c[k] = coef[order() * j + k];
     } else if (kind == 6) {
       c[0] = y[j];
@@ -43,9 +59,9 @@ template <class T> struct Rows {
 template <class T> struct Walker {
   int64_t j = 0;
   T sum = T(0);
-  T to(const Rows<T>& rows, const RowOrigin<T>& org, int64_t target) {
-    while (j < target) { sum += rows.integral(j, org.width(j)); ++j; }
-    while (j > target) { --j; sum -= rows.integral(j, org.width(j)); }
+  T to(const Rows<T>& rows, int64_t target) {
+    while (j < target) { sum += rows.whole(j); ++j; }
+    while (j > target) { --j; sum -= rows.whole(j); }
     return sum;
   }
 };
@@ -80,7 +96,7 @@ int integrate(GuxDFTask* t, int64_t method, int64_t nlim, const T* llim, int64_t
   if (!t) return GUX_DF_NULL_TASK;
   const int kind = spline_kind(t, le_cb && re_cb && i_cb);
   if (kind < 0) return kind;
-  if (kind == 3) return GUX_DF_BAD_METHOD;
+  if (kind == 3 && !t->ic) return GUX_DF_NO_IC;
   if (method != GUX_DF_METHOD_PP && method != GUX_DF_METHOD_STD) return GUX_DF_BAD_METHOD;
   SearchArgs<T> sl, sr;
   int st = choose_strategy(t, llimhint, ldh, s_cb, s_p, &sl);
@@ -90,7 +106,7 @@ int integrate(GuxDFTask* t, int64_t method, int64_t nlim, const T* llim, int64_t
   if (rhint != 16 && rhint != 32 && rhint != 0x80) return GUX_DF_BAD_INTEGR_RHINT;
   if (nlim < 1) return 0;
   if (!r || !llim || !rlim) return GUX_DF_NO_DESTINATION;
-  if (kind <= 2 && (!t->scoeff || !t->scoeff[0])) return GUX_DF_NO_SCOEFF;
+  if (kind <= 3 && (!t->scoeff || !t->scoeff[0])) return GUX_DF_NO_SCOEFF;
   const int64_t ny = t->ny;
   Limits<T> L{llimhint == GUX_DF_SITES_UNIFORM ? nullptr : llim, llim, nlim};
   Limits<T> R{rlimhint == GUX_DF_SITES_UNIFORM ? nullptr : rlim, rlim, nlim};
@@ -127,8 +143,10 @@ int integrate_blocks(const GuxDFTask* t, int kind, int64_t nlim, const Limits<T>
     }
     if ((st = search_block(sl, n, la, &posl, cl)) || (st = search_block(sr, n, ra, &posr, cr))) return st;
     for (int64_t f = 0; f < ny; ++f) {
-      Rows<T> rows{t, kind, kind <= 2 ? static_cast<const T*>(t->scoeff[f]) : nullptr,
-                   (kind >= 5 && t->y) ? function_of<T>(t, f) : Column<T>{nullptr, 1}};
+      Rows<T> rows{t, kind, kind <= 3 ? static_cast<const T*>(t->scoeff[f]) : nullptr,
+                   (kind >= 5 && t->y) ? function_of<T>(t, f) : Column<T>{nullptr, 1}, org,
+                   static_cast<const T*>(t->ic)};
+      const int64_t jl_end = rows.last();
       Walker<T>& wl = walkers[2 * f];
       Walker<T>& wr = walkers[2 * f + 1];
       for (int64_t i = 0; i < n; ++i) {
@@ -146,14 +164,14 @@ int integrate_blocks(const GuxDFTask* t, int kind, int64_t nlim, const Limits<T>
           if (lo < x0) {
             T e = hi < x0 ? hi : x0;
             if (le_cb) { if ((st = call_integr(le_cb, le_p, f, lo, e, &part))) return st; }
-            else part = rows.integral(0, e - x0) - rows.integral(0, lo - x0);
+            else part = rows.integral(0, e - rows.origin(0)) - rows.integral(0, lo - rows.origin(0));
             v += part;
             lo = e;
           }
           if (hi > xl) {
             T s = lo > xl ? lo : xl;
             if (re_cb) { if ((st = call_integr(re_cb, re_p, f, s, hi, &part))) return st; }
-            else part = rows.integral(nx - 2, hi - org(nx - 2)) - rows.integral(nx - 2, s - org(nx - 2));
+            else part = rows.integral(jl_end, hi - rows.origin(jl_end)) - rows.integral(jl_end, s - rows.origin(jl_end));
             v += part;
             hi = s;
           }
@@ -161,21 +179,19 @@ int integrate_blocks(const GuxDFTask* t, int kind, int64_t nlim, const Limits<T>
             if (kind == 4) {
               if ((st = call_integr(i_cb, i_p, f, lo, hi, &part))) return st;
             } else {
-              int64_t jl = row_of_cell(ca, nx), jh = row_of_cell(cb, nx);
+              int64_t jl = rows.row(ca, lo), jh = rows.row(cb, hi);
               if (lo == x0) jl = 0;
-              if (hi == xl) jh = nx - 2;
-              part = wr.to(rows, org, jh) + rows.integral(jh, hi - org(jh)) -
-                     wl.to(rows, org, jl) - rows.integral(jl, lo - org(jl));
+              if (hi == xl) jh = jl_end;
+              part = wr.to(rows, jh) + rows.partial(jh, hi) - wl.to(rows, jl) - rows.partial(jl, lo);
             }
             v += part;
           }
         } else {
-          const int64_t ja = row_of_cell(ca, nx), jb = row_of_cell(cb, nx);
+          const int64_t ja = rows.row(ca, a), jb = rows.row(cb, bb);
           if (ja == jb) {
-            v = rows.integral(jb, bb - org(jb)) - rows.integral(ja, a - org(ja));
+            v = rows.integral(jb, bb - rows.origin(jb)) - rows.integral(ja, a - rows.origin(ja));
           } else {
-            v = wr.to(rows, org, jb) + rows.integral(jb, bb - org(jb)) - wl.to(rows, org, ja) -
-                rows.integral(ja, a - org(ja));
+            v = wr.to(rows, jb) + rows.partial(jb, bb) - wl.to(rows, ja) - rows.partial(ja, a);
           }
         }
         out(f, b + i) = sign * v;

@@ -88,6 +88,25 @@ void eval_dispatch(const Call<T>& c, int64_t f, int64_t s0, int64_t n, const T* 
   else eval_poly<T, K, false, false>(c, f, s0, n, site, cell);
 }
 
+// Quadratic with knots: parabola j lies between knots t[j-1] and t[j] and
+// is written in u = s - x[j]; a site of cell c picks c-1 or c by its knot.
+template <class T>
+void eval_knots(const Call<T>& c, int64_t f, int64_t s0, int64_t n, const T* site, const int64_t* cell) {
+  const GuxDFTask* t = c.task;
+  const int64_t nx = t->nx;
+  const T* coef = static_cast<const T*>(t->scoeff[f]);
+  const T* knot = static_cast<const T*>(t->ic);
+  RowOrigin<T> org(t);
+  T* out = c.res.base(f) + s0 * c.res.site_stride();
+  const int64_t ss = c.res.site_stride(), ks = c.res.order_stride();
+  for (int64_t i = 0; i < n; ++i) {
+    const int64_t cl = cell[i];
+    int64_t j = cl <= 0 ? 0 : cl >= nx ? nx - 1 : (site[i] < knot[cl - 1] ? cl - 1 : cl);
+    const T u = site[i] - org(j);
+    for (int64_t k = 0; k < c.nd; ++k) out[i * ss + k * ks] = poly_derivative<T, 3>(coef + 3 * j, u, c.orders[k]);
+  }
+}
+
 // Step and look-up interpolants read the data themselves.
 template <class T>
 void eval_step(const Call<T>& c, int64_t f, int64_t s0, int64_t n, const T* site, const int64_t* cell) {
@@ -168,6 +187,7 @@ template <class T> int do_block(const Call<T>& c, int64_t s0, int64_t n, int64_t
         case 0: eval_dispatch<T, 2>(c, f, s0, n, site, cell); break;
         case 1: eval_dispatch<T, 3>(c, f, s0, n, site, cell); break;
         case 2: eval_dispatch<T, 4>(c, f, s0, n, site, cell); break;
+        case 3: eval_knots(c, f, s0, n, site, cell); break;
         default: eval_step(c, f, s0, n, site, cell); break;
       }
     }
@@ -185,7 +205,7 @@ int interpolate(GuxDFTask* t, int64_t type, int64_t method, int64_t nsite, const
   if (!t) return GUX_DF_NULL_TASK;
   const int kind = spline_kind(t, le_cb && re_cb && i_cb);
   if (kind < 0) return kind;
-  if (kind == 3) return GUX_DF_BAD_METHOD;  // the quadratic with knots is not built yet
+  if (kind == 3 && !t->ic) return GUX_DF_NO_IC;
   if (method != GUX_DF_METHOD_PP && method != GUX_DF_METHOD_STD) return GUX_DF_BAD_METHOD;
   if (type < 1 || type > 3) return GUX_DF_BAD_METHOD;
   if (rhint == 0) rhint = GUX_DF_MATRIX_STORAGE_ROWS;
@@ -198,7 +218,7 @@ int interpolate(GuxDFTask* t, int64_t type, int64_t method, int64_t nsite, const
   if (nsite < 1) return 0;
   if (c.want_values && !r) return GUX_DF_NO_DESTINATION;
   if (c.want_cells && !cell) return GUX_DF_NO_DESTINATION;
-  if (c.want_values && kind <= 2 && (!t->scoeff || !t->scoeff[0])) return GUX_DF_NO_SCOEFF;
+  if (c.want_values && kind <= 3 && (!t->scoeff || !t->scoeff[0])) return GUX_DF_NO_SCOEFF;
   if (c.want_values && kind >= 5 && (!t->y || !t->y[0])) return GUX_DF_NO_Y;
   c.nd = 0;
   if (!dorder || ndorder < 1) c.orders[c.nd++] = 0;

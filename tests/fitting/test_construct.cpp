@@ -272,3 +272,40 @@ TEST(FittingConstruct, StatusChecks) {
   EXPECT_EQ(qor_df_kernel_dDFNaturalCubicSpline1D(t, nullptr, nullptr, nullptr), GUX_DF_BAD_NX);
   qor_df_kernel_DeleteTask(&t);
 }
+
+TEST(FittingConstruct, QuadraticWithKnots) {
+  auto q = [](double t) { return 1 + 2 * t - 0.75 * t * t; };
+  auto dq = [](double t) { return 2 - 1.5 * t; };
+  std::vector<double> x = random_partition(15, 0, 4, 12), knots;
+  for (size_t i = 0; i + 1 < x.size(); ++i) knots.push_back(x[i] + (0.3 + 0.04 * i) * (x[i + 1] - x[i]));
+  const double d1[2] = {dq(0), dq(4)}, d2[2] = {-1.5, -1.5};
+  struct { int64_t bc; const double* v; } cases[] = {{2, nullptr}, {12, d1}, {48, d2}, {36, d1}};
+  auto s = sites_in(-0.5, 4.5, 203);
+  for (auto& c : cases) {
+    Spline sp;
+    sp.x = x;
+    for (double t : x) sp.y.push_back(q(t));
+    const double mixed[2] = {dq(0), -1.5};
+    ASSERT_EQ(sp.build(3, GUX_DF_PP_SUBBOTIN, c.bc, c.bc == 36 ? mixed : c.v, 1, 1, GUX_DF_IC_QUADRATIC_KNOTS,
+                       knots.data()), 0) << c.bc;
+    auto r = sp.eval(s, {1, 1});
+    for (size_t i = 0; i < s.size(); ++i) {
+      ASSERT_NEAR(r[2 * i], q(s[i]), 1e-11) << c.bc << " " << s[i];
+      ASSERT_NEAR(r[2 * i + 1], dq(s[i]), 1e-10) << c.bc << " " << s[i];
+    }
+    EXPECT_NEAR(sp.integrate(0.2, 3.7), (3.7 + 3.7 * 3.7 - 0.25 * 3.7 * 3.7 * 3.7) - (0.2 + 0.04 - 0.25 * 0.008), 1e-11);
+  }
+  // Non-polynomial data: interpolates and stays C1 across every knot.
+  Spline sp;
+  sp.x = x;
+  for (double t : x) sp.y.push_back(std::sin(2 * t));
+  ASSERT_EQ(sp.build(3, GUX_DF_PP_SUBBOTIN, GUX_DF_BC_FREE_END, nullptr, 1, 1, GUX_DF_IC_QUADRATIC_KNOTS,
+                     knots.data()), 0);
+  auto at = sp.eval(x);
+  for (size_t i = 0; i < x.size(); ++i) EXPECT_NEAR(at[i], sp.y[i], 1e-13);
+  for (double k : knots) {
+    auto lr = sp.eval({k - 1e-9, k + 1e-9}, {1, 1});
+    EXPECT_NEAR(lr[0], lr[2], 1e-8);
+    EXPECT_NEAR(lr[1], lr[3], 1e-6);
+  }
+}
