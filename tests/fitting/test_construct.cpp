@@ -309,3 +309,12 @@ TEST(FittingConstruct, QuadraticWithKnots) {
     EXPECT_NEAR(lr[1], lr[3], 1e-6);
   }
 }
+
+TEST(FittingConstruct, ZeroPivotMarksTheFunction) {
+  double x[4] = {0, 0, 0, 1}, y[8] = {0, 1, 2, 3, 0, 1, 2, 3}, c[24];
+  GuxDFTask* t = nullptr;
+  ASSERT_EQ(qor_df_kernel_dNewTask1D(&t, 4, x, 1, 2, y, 0, 0), 0);
+  ASSERT_EQ(qor_df_kernel_dEditPPSpline1D(t, 4, GUX_DF_PP_NATURAL, GUX_DF_BC_NOT_A_KNOT, nullptr, 0, nullptr, c, 0), 0);
+  EXPECT_EQ(qor_df_dConstruct1D(t, nullptr), GUX_DF_SOLVE_FAILED);
+  qor_df_kernel_DeleteTask(&t);
+}

@@ -176,3 +176,42 @@ TEST(FittingInterpolate, SinglePrecision) {
   EXPECT_NEAR(v, 2.9 * 2.9 * 2.9 / 3, 1e-4);
   qor_df_kernel_DeleteTask(&t);
 }
+
+namespace {
+// A user interpolant 3 s + function + 10 order, everywhere.
+int user_values(int64_t* n, const int64_t*, const double* site, double* r, void*, const GuxDFCallBackInfo* info) {
+  for (int64_t i = 0; i < *n; ++i) r[i] = 3 * site[i] + info->function + 10 * info->order;
+  return 0;
+}
+// Integral of the constant 1 over [a, b], tagged by params.
+int user_integral(int64_t* n, const double* a, const double* b, double* r, void* params, const GuxDFCallBackInfo*) {
+  for (int64_t i = 0; i < *n; ++i) r[i] = (b[i] - a[i]) * *static_cast<double*>(params);
+  return 0;
+}
+}  // namespace
+
+TEST(FittingInterpolate, UserInterpolantAndIntegrationCallbacks) {
+  double x[5] = {0, 1, 2, 3, 4}, y[5] = {0};
+  GuxDFTask* t = nullptr;
+  ASSERT_EQ(qor_df_kernel_dNewTask1D(&t, 5, x, 1, 1, y, 0, 0), 0);
+  ASSERT_EQ(qor_df_kernel_dEditPPSpline1D(t, 0, 0, 0, nullptr, 0, nullptr, nullptr, 0), 0);
+  double s[4] = {-1, 0.5, 3.5, 6}, r[4];
+  ASSERT_EQ(qor_df_kernel_dDFInterpolate1D(t, 1, 1, 4, s, 0, 0, nullptr, nullptr, r, 0, nullptr, (void*)user_values,
+                                           nullptr, (void*)user_values, nullptr, (void*)user_values, nullptr, nullptr,
+                                           nullptr, nullptr), 0);
+  for (int i = 0; i < 4; ++i) EXPECT_EQ(r[i], 3 * s[i]);
+  // Without the three callbacks a user interpolant does not exist.
+  EXPECT_EQ(qor_df_kernel_dDFInterpolate1D(t, 1, 1, 4, s, 0, 0, nullptr, nullptr, r, 0, nullptr, (void*)user_values,
+                                           nullptr, nullptr, nullptr, (void*)user_values, nullptr, nullptr, nullptr,
+                                           nullptr), GUX_DF_BAD_S_TYPE);
+  double one = 1, two = 2, three = 3, a = -2, b = 7, v;
+  ASSERT_EQ(qor_df_kernel_dDFIntegrate1D(t, 1, 1, &a, 0, &b, 0, nullptr, nullptr, &v, 0, (void*)user_integral, &one,
+                                         (void*)user_integral, &two, (void*)user_integral, &three, nullptr, nullptr,
+                                         nullptr), 0);
+  EXPECT_DOUBLE_EQ(v, 2 * 1 + 4 * 3 + 3 * 2);
+  ASSERT_EQ(qor_df_kernel_dDFIntegrate1D(t, 1, 1, &b, 0, &a, 0, nullptr, nullptr, &v, 0, (void*)user_integral, &one,
+                                         (void*)user_integral, &two, (void*)user_integral, &three, nullptr, nullptr,
+                                         nullptr), 0);
+  EXPECT_DOUBLE_EQ(v, -20);
+  qor_df_kernel_DeleteTask(&t);
+}

@@ -144,3 +144,71 @@ TEST(FittingSearch, SinglePrecisionTwin) {
   for (int i = 0; i < 6; ++i) EXPECT_EQ(c[i], want[i]);
   qor_df_kernel_DeleteTask(&t);
 }
+
+namespace {
+// Settles everything with the right answer for a partition 0, 1, ..., 9.
+int exact_callback(int64_t* n, const double* site, int64_t* cell, int* flag, void*) {
+  for (int64_t i = 0; i < *n; ++i) {
+    cell[i] = site[i] < 0 ? 0 : site[i] >= 9 ? (site[i] == 9 ? 9 : 10) : (int64_t)site[i] + 1;
+    flag[i] = 1;
+  }
+  return GUX_DF_CALLBACK_ALL_SETTLED;
+}
+// Proposes wrong cells; the check must repair them.
+int wrong_callback(int64_t* n, const double*, int64_t* cell, int* flag, void*) {
+  for (int64_t i = 0; i < *n; ++i) { cell[i] = (i * 7) % 13 - 2; flag[i] = 0; }
+  return 0;
+}
+}  // namespace
+
+TEST(FittingSearch, CallbacksOnExplicitAndUniformPartitions) {
+  std::vector<double> x(10), ends = {0, 9}, y(10, 0.0);
+  for (int i = 0; i < 10; ++i) x[i] = i;
+  std::vector<double> s;
+  for (int i = 0; i < 300; ++i) s.push_back(-1.3 + 0.037 * i);
+  s.push_back(9);
+  s.push_back(0);
+  for (int xhint : {1, 4}) {
+    GuxDFTask* t = nullptr;
+    ASSERT_EQ(qor_df_kernel_dNewTask1D(&t, 10, xhint == 4 ? ends.data() : x.data(), xhint, 1, y.data(), 0, 1), 0);
+    for (void* cb : {(void*)exact_callback, (void*)wrong_callback}) {
+      std::vector<int64_t> c(s.size(), -9);
+      ASSERT_EQ(qor_df_kernel_dDFSearch1D(t, nullptr, s.size(), s.data(), 0, nullptr, c.data(), cb, nullptr,
+                                          qor_core_threading()), 0);
+      for (size_t i = 0; i < s.size(); ++i) ASSERT_EQ(c[i], reference_cell(x, s[i])) << s[i] << " xhint " << xhint;
+    }
+    qor_df_kernel_DeleteTask(&t);
+  }
+  // Strategy entries in their own forms.
+  std::vector<int32_t> c32(s.size());
+  int64_t pos = 0;
+  ASSERT_EQ(qor_df_kernel_dDFUniUserDefSearch1D32(10, ends.data(), s.size(), s.data(), &pos, 1.0, nullptr, nullptr,
+                                                  nullptr, c32.data(), (void*)wrong_callback, nullptr), 0);
+  for (size_t i = 0; i < s.size(); ++i) ASSERT_EQ(c32[i], reference_cell(x, s[i]));
+  std::vector<int64_t> c64(s.size());
+  ASSERT_EQ(qor_df_kernel_dDFUniformSearch1D64Pack(10, ends.data(), s.size(), s.data(), &pos, 1.0, nullptr, nullptr,
+                                                   nullptr, c64.data()), 0);
+  for (size_t i = 0; i < s.size(); ++i) ASSERT_EQ(c64[i], reference_cell(x, s[i]));
+}
+
+TEST(FittingSearch, StrategyChoiceThroughTheEntry) {
+  std::vector<double> x = random_partition(300, 0, 1, 8), y(300, 0.0);
+  std::vector<double> s;
+  for (int i = 0; i < 100; ++i) s.push_back(i / 99.0);
+  GuxDFTask* t = nullptr;
+  ASSERT_EQ(qor_df_kernel_dNewTask1D(&t, 300, x.data(), GUX_DF_X_QUASI_UNIFORM, 1, y.data(), 0, 1), 0);
+  std::vector<int64_t> c(100);
+  double bad[5] = {0, 0.5, 0, 0, 0};
+  // Quasi-uniform is chosen before the data hint is read.
+  ASSERT_EQ(qor_df_kernel_dDFSearch1D(t, nullptr, 100, s.data(), 0, bad, c.data(), nullptr, nullptr, nullptr), 0);
+  for (int i = 0; i < 100; ++i) ASSERT_EQ(c[i], reference_cell(x, s[i]));
+  ASSERT_EQ(qor_df_kernel_iEditVal(t, GUX_DF_A_XHINT, GUX_DF_X_NON_UNIFORM), 0);
+  ASSERT_EQ(qor_df_kernel_dDFSearch1D(t, nullptr, 100, s.data(), GUX_DF_SITES_SORTED, bad, c.data(), nullptr,
+                                      nullptr, nullptr), 0);
+  for (int i = 0; i < 100; ++i) ASSERT_EQ(c[i], reference_cell(x, s[i]));
+  double peak[5] = {0, 1, 0, 0, 150};
+  ASSERT_EQ(qor_df_kernel_dDFSearch1D(t, nullptr, 100, s.data(), 0, peak, c.data(), nullptr, nullptr,
+                                      qor_core_threading()), 0);
+  for (int i = 0; i < 100; ++i) ASSERT_EQ(c[i], reference_cell(x, s[i]));
+  qor_df_kernel_DeleteTask(&t);
+}
