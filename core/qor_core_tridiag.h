@@ -12,7 +12,7 @@
 extern "C" {
 #endif
 
-/* Factors in place: dl becomes the multipliers, d the pivots. */
+/* Factors in place: dl becomes the multipliers, d the reciprocal pivots. */
 QOR_CORE_API void ddttrfb_4dfl(const int64_t *n, double *dl, double *d, const double *du, int64_t *info);
 QOR_CORE_API void sdttrfb_4dfl(const int64_t *n, float *dl, float *d, const float *du, int64_t *info);
 /* Solves with the factors; trans "N" only (the matrices are used as given). */

@@ -48,6 +48,7 @@ template <class T> struct Work {
   T* scratch;             // per-block scratch, `per_block` reals each
   int64_t per_block;
   int* status;            // one entry per function
+  bool single = false;    // one function: build, factor and solve in one go
 };
 
 // One side's boundary row: a*m_end + b*m_next = r, with the slopes of the

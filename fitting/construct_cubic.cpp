@@ -16,6 +16,10 @@ template <> struct Factor<double> {
     const int64_t one = 1;
     ddttrsb_4dfl("N", n, &one, dl, d, du, b, n, info);
   }
+  static void fs(const int64_t* n, double* dl, double* d, const double* du, double* b, int64_t* info) {
+    const int64_t one = 1;
+    ddtsvb_4dfl(n, &one, dl, d, du, b, n, info);
+  }
 };
 template <> struct Factor<float> {
   static void f(const int64_t* n, float* dl, float* d, const float* du, int64_t* info) { sdttrfb_4dfl(n, dl, d, du, info); }
@@ -23,17 +27,18 @@ template <> struct Factor<float> {
     const int64_t one = 1;
     sdttrsb_4dfl("N", n, &one, dl, d, du, b, n, info);
   }
+  static void fs(const int64_t* n, float* dl, float* d, const float* du, float* b, int64_t* info) {
+    const int64_t one = 1;
+    sdtsvb_4dfl(n, &one, dl, d, du, b, n, info);
+  }
 };
 
 // Builds and factors the matrix once for the task; returns the factor info.
 template <class T, bool U> int64_t factor_c2(const GuxDFTask* t, int code, T* sh) {
   const int64_t n = t->nx;
   Partition<T, U> p(t);
-  T *dl = sh, *d = sh + n, *du = sh + 2 * n, *z = sh + 3 * n, *ih = sh + 4 * n + 2;
+  T *dl = sh, *d = sh + n, *du = sh + 2 * n, *z = sh + 3 * n;
   int64_t info = 0;
-  // Reciprocal widths, shared by the slopes and coefficients of all functions.
-  if (!U)
-    for (int64_t i = 0; i + 1 < n; ++i) ih[i] = T(1) / p.h(i);
   if (code == 6) {
     const int64_t N = n - 1;
     if (N < 2) return 0;
@@ -73,37 +78,45 @@ template <class T, bool U> int64_t factor_c2(const GuxDFTask* t, int code, T* sh
   return info;
 }
 
+// The derivatives m are solved in place inside the function's own
+// coefficient row, in its last n slots (from 3n-4): the coefficient pass
+// writes cells in ascending order and never reaches a derivative it has yet
+// to read, so no per-function scratch is needed.
 template <class T, int Code, bool U, bool Col> struct C2Worker {
-  static int run(const Work<T>& w, int64_t f, T* scratch) {
+  static int run(const Work<T>& w, int64_t f, T*) {
     const GuxDFTask* t = w.task;
     const int64_t n = w.n;
     Partition<T, U> p(t);
     Column<T> y = function_of<T>(t, f);
-    T *S = scratch, *m = scratch + n;
+    T* c = coeff_row<T>(t, f);
+    T* m = c + 3 * n - 4;
     const T* sh = w.shared;
-    const T* ih = U ? nullptr : sh + 4 * n + 2;
-    slopes(p, y, n, S, ih);
+    auto S = [&](int64_t i) { return p.slope(y[i + 1] - y[i], i); };
     int64_t info = 0;
     if (n == 2 && Code != 6 && Code != 1) {
       // Two boundary rows alone: a 2x2 system.
-      Row<T> L = side_row<T>(left_side(Code), S[0], S[0], p.h(0), p.h(0), Code >= 2 ? w.bc[0] : T(0), false);
-      Row<T> R = side_row<T>(right_side(Code), S[0], S[0], p.h(0), p.h(0), Code >= 2 ? w.bc[1] : T(0), true);
+      const T s0 = S(0), h0 = p.h(0);
+      Row<T> L = side_row<T>(left_side(Code), s0, s0, h0, h0, Code >= 2 ? w.bc[0] : T(0), false);
+      Row<T> R = side_row<T>(right_side(Code), s0, s0, h0, h0, Code >= 2 ? w.bc[1] : T(0), true);
       T det = L.a * R.a - L.b * R.b;
       m[0] = (L.r * R.a - L.b * R.r) / det;
       m[1] = (L.a * R.r - R.b * L.r) / det;
     } else if (n == 2) {
-      m[0] = m[1] = S[0];
+      m[0] = m[1] = S(0);
     } else if (Code == 1 && n == 3) {
       // Not-a-knot on three points: the parabola through them.
-      T h0 = p.h(0), h1 = p.h(1);
-      m[1] = (h1 * S[0] + h0 * S[1]) / (h0 + h1);
-      m[0] = T(2) * S[0] - m[1];
-      m[2] = T(2) * S[1] - m[1];
+      T h0 = p.h(0), h1 = p.h(1), s0 = S(0), s1 = S(1);
+      m[1] = (h1 * s0 + h0 * s1) / (h0 + h1);
+      m[0] = T(2) * s0 - m[1];
+      m[2] = T(2) * s1 - m[1];
     } else if (Code == 6) {
       const int64_t N = n - 1;
+      T s_prev = S(N - 1), h_prev = p.h(N - 1);
       for (int64_t i = 0; i < N; ++i) {
-        T hp = p.h((i + N - 1) % N), hc = p.h(i);
-        m[i] = T(3) * (hp * S[i] + hc * S[(i + N - 1) % N]);
+        const T hc = p.h(i), sc = S(i);
+        m[i] = T(3) * (h_prev * sc + hc * s_prev);
+        s_prev = sc;
+        h_prev = hc;
       }
       Factor<T>::s(&N, sh, sh + n, sh + 2 * n, m, &info);
       const T* z = sh + 3 * n;
@@ -112,14 +125,47 @@ template <class T, int Code, bool U, bool Col> struct C2Worker {
       for (int64_t i = 0; i < N; ++i) m[i] -= k * z[i];
       m[n - 1] = m[0];
     } else {
-      for (int64_t i = 1; i + 1 < n; ++i) m[i] = T(3) * (p.h(i - 1) * S[i] + p.h(i) * S[i - 1]);
-      m[0] = side_row<T>(left_side(Code), S[0], S[1], p.h(0), p.h(1), Code >= 2 ? w.bc[0] : T(0), false).r;
-      m[n - 1] = side_row<T>(right_side(Code), S[n - 2], S[n - 3], p.h(n - 2), p.h(n - 3),
-                             Code >= 2 ? w.bc[1] : T(0), true).r;
-      Factor<T>::s(&n, sh, sh + n, sh + 2 * n, m, &info);
+      // A single function builds its matrix with the right-hand side and
+      // factors and solves in one call; several share the task's factor.
+      T* dl = w.shared;
+      T *d = dl + n, *du = dl + 2 * n;
+      T s_prev = S(0), h_prev = p.h(0);
+      const T s1 = S(1);
+      for (int64_t i = 1; i + 1 < n; ++i) {
+        const T hc = p.h(i), sc = S(i);
+        m[i] = T(3) * (h_prev * sc + hc * s_prev);
+        if (w.single) {
+          dl[i - 1] = hc;
+          d[i] = T(2) * (h_prev + hc);
+          du[i] = h_prev;
+        }
+        s_prev = sc;
+        h_prev = hc;
+      }
+      Row<T> L = side_row<T>(left_side(Code), S(0), s1, p.h(0), p.h(1), Code >= 2 ? w.bc[0] : T(0), false);
+      Row<T> R = side_row<T>(right_side(Code), S(n - 2), S(n - 3), p.h(n - 2), p.h(n - 3),
+                             Code >= 2 ? w.bc[1] : T(0), true);
+      m[0] = L.r;
+      m[n - 1] = R.r;
+      if (w.single) {
+        d[0] = L.a;
+        du[0] = L.b;
+        d[n - 1] = R.a;
+        dl[n - 2] = R.b;
+        Factor<T>::fs(&n, dl, d, du, m, &info);
+      } else {
+        Factor<T>::s(&n, sh, sh + n, sh + 2 * n, m, &info);
+      }
     }
     if (info) return GUX_DF_SOLVE_FAILED;
-    cubic_tail(p, y, S, m, n, coeff_row<T>(t, f), ih);
+    for (int64_t i = 0; i + 1 < n; ++i) {
+      const T ih = U ? p.inv_hu : T(1) / p.h(i);
+      const T yi = y[i], si = (y[i + 1] - yi) * ih, mi = m[i], mj = m[i + 1];
+      c[4 * i + 0] = yi;
+      c[4 * i + 1] = mi;
+      c[4 * i + 2] = (T(3) * si - T(2) * mi - mj) * ih;
+      c[4 * i + 3] = (mi + mj - T(2) * si) * ih * ih;
+    }
     return 0;
   }
 };
@@ -136,9 +182,10 @@ static int natural_cubic(GuxDFTask* t, const GuxThreadingTable* th) {
   Work<T> w{t, t->nx, static_cast<const T*>(t->bc), nullptr, nullptr, 0, nullptr};
   const int nb = blocks_for(th, t->ny);
   Scratch<T> mem;
-  if ((st = mem.get(w, 5 * t->nx + 2, 2 * t->nx, nb))) return st;
+  if ((st = mem.get(w, code == 6 ? 4 * t->nx + 2 : 3 * t->nx, 0, nb))) return st;
   const bool uni = t->xhint == GUX_DF_X_UNIFORM;
-  int64_t info = uni ? factor_c2<T, true>(t, code, w.shared) : factor_c2<T, false>(t, code, w.shared);
+  w.single = t->ny == 1 && code != 6 && t->nx > 3;
+  int64_t info = w.single ? 0 : uni ? factor_c2<T, true>(t, code, w.shared) : factor_c2<T, false>(t, code, w.shared);
   if (info) {
     for (int64_t f = 0; f < t->ny; ++f) w.status[f] = GUX_DF_SOLVE_FAILED;
     return GUX_DF_SOLVE_FAILED;
