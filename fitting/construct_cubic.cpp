@@ -83,6 +83,52 @@ template <class T, bool U> int64_t factor_c2(const GuxDFTask* t, int code, T* sh
 // writes cells in ascending order and never reaches a derivative it has yet
 // to read, so no per-function scratch is needed.
 template <class T, int Code, bool U, bool Col> struct C2Worker {
+  // A single function needs no shared factor: rows are built while they are
+  // eliminated (reciprocal pivots and reduced right sides kept in the work
+  // block), and the back substitution writes each cell's coefficients as
+  // soon as its two derivatives are known. Two passes over the data.
+  static int single_pass(const Work<T>& w, const Partition<T, U>& p, Column<T> y, T* c) {
+    const int64_t n = w.n;
+    T *rp = w.shared, *bp = w.shared + n;
+    auto S = [&](int64_t i) { return p.slope(y[i + 1] - y[i], i); };
+    const Row<T> L = side_row<T>(left_side(Code), S(0), S(1), p.h(0), p.h(1), Code >= 2 ? w.bc[0] : T(0), false);
+    const Row<T> R = side_row<T>(right_side(Code), S(n - 2), S(n - 3), p.h(n - 2), p.h(n - 3),
+                                 Code >= 2 ? w.bc[1] : T(0), true);
+    if (L.a == T(0)) return GUX_DF_SOLVE_FAILED;
+    T r = T(1) / L.a, up = L.b, b = L.r;  // previous row: reciprocal pivot, upper entry, reduced rhs
+    rp[0] = r;
+    bp[0] = b;
+    T s_prev = S(0), h_prev = p.h(0);
+    for (int64_t i = 1; i + 1 < n; ++i) {
+      const T hc = p.h(i), sc = S(i);
+      const T wgt = hc * r;
+      const T piv = T(2) * (h_prev + hc) - wgt * up;
+      if (piv == T(0)) return GUX_DF_SOLVE_FAILED;
+      b = T(3) * (h_prev * sc + hc * s_prev) - wgt * b;
+      r = T(1) / piv;
+      up = h_prev;
+      rp[i] = r;
+      bp[i] = b;
+      s_prev = sc;
+      h_prev = hc;
+    }
+    const T wgt = R.b * r, piv = R.a - wgt * up;
+    if (piv == T(0)) return GUX_DF_SOLVE_FAILED;
+    T m_next = (R.r - wgt * b) / piv;
+    for (int64_t i = n - 2; i >= 0; --i) {
+      const T upper = i == 0 ? L.b : p.h(i - 1);
+      const T mi = (bp[i] - upper * m_next) * rp[i];
+      const T ih = U ? p.inv_hu : T(1) / p.h(i);
+      const T yi = y[i], si = (y[i + 1] - yi) * ih;
+      c[4 * i + 0] = yi;
+      c[4 * i + 1] = mi;
+      c[4 * i + 2] = (T(3) * si - T(2) * mi - m_next) * ih;
+      c[4 * i + 3] = (mi + m_next - T(2) * si) * ih * ih;
+      m_next = mi;
+    }
+    return 0;
+  }
+
   static int run(const Work<T>& w, int64_t f, T*) {
     const GuxDFTask* t = w.task;
     const int64_t n = w.n;
@@ -124,38 +170,20 @@ template <class T, int Code, bool U, bool Col> struct C2Worker {
       const T k = vy / (T(1) + sh[4 * n]);
       for (int64_t i = 0; i < N; ++i) m[i] -= k * z[i];
       m[n - 1] = m[0];
+    } else if (w.single) {
+      return single_pass(w, p, y, c);
     } else {
-      // A single function builds its matrix with the right-hand side and
-      // factors and solves in one call; several share the task's factor.
-      T* dl = w.shared;
-      T *d = dl + n, *du = dl + 2 * n;
       T s_prev = S(0), h_prev = p.h(0);
-      const T s1 = S(1);
       for (int64_t i = 1; i + 1 < n; ++i) {
         const T hc = p.h(i), sc = S(i);
         m[i] = T(3) * (h_prev * sc + hc * s_prev);
-        if (w.single) {
-          dl[i - 1] = hc;
-          d[i] = T(2) * (h_prev + hc);
-          du[i] = h_prev;
-        }
         s_prev = sc;
         h_prev = hc;
       }
-      Row<T> L = side_row<T>(left_side(Code), S(0), s1, p.h(0), p.h(1), Code >= 2 ? w.bc[0] : T(0), false);
-      Row<T> R = side_row<T>(right_side(Code), S(n - 2), S(n - 3), p.h(n - 2), p.h(n - 3),
-                             Code >= 2 ? w.bc[1] : T(0), true);
-      m[0] = L.r;
-      m[n - 1] = R.r;
-      if (w.single) {
-        d[0] = L.a;
-        du[0] = L.b;
-        d[n - 1] = R.a;
-        dl[n - 2] = R.b;
-        Factor<T>::fs(&n, dl, d, du, m, &info);
-      } else {
-        Factor<T>::s(&n, sh, sh + n, sh + 2 * n, m, &info);
-      }
+      m[0] = side_row<T>(left_side(Code), S(0), S(1), p.h(0), p.h(1), Code >= 2 ? w.bc[0] : T(0), false).r;
+      m[n - 1] = side_row<T>(right_side(Code), S(n - 2), S(n - 3), p.h(n - 2), p.h(n - 3),
+                             Code >= 2 ? w.bc[1] : T(0), true).r;
+      Factor<T>::s(&n, sh, sh + n, sh + 2 * n, m, &info);
     }
     if (info) return GUX_DF_SOLVE_FAILED;
     for (int64_t i = 0; i + 1 < n; ++i) {
