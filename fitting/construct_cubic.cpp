@@ -91,9 +91,9 @@ template <class T, int Code, bool U, bool Col> struct C2Worker {
     const int64_t n = w.n;
     T *rp = w.shared, *bp = w.shared + n;
     auto S = [&](int64_t i) { return p.slope(y[i + 1] - y[i], i); };
-    const Row<T> L = side_row<T>(left_side(Code), S(0), S(1), p.h(0), p.h(1), Code >= 2 ? w.bc[0] : T(0), false);
+    const Row<T> L = side_row<T>(left_side(Code), S(0), S(1), p.h(0), p.h(1), (Code >= 2 && Code <= 5) ? w.bc[0] : T(0), false);
     const Row<T> R = side_row<T>(right_side(Code), S(n - 2), S(n - 3), p.h(n - 2), p.h(n - 3),
-                                 Code >= 2 ? w.bc[1] : T(0), true);
+                                 (Code >= 2 && Code <= 5) ? w.bc[1] : T(0), true);
     if (L.a == T(0)) return GUX_DF_SOLVE_FAILED;
     T r = T(1) / L.a, up = L.b, b = L.r;  // previous row: reciprocal pivot, upper entry, reduced rhs
     rp[0] = r;
@@ -142,8 +142,8 @@ template <class T, int Code, bool U, bool Col> struct C2Worker {
     if (n == 2 && Code != 6 && Code != 1) {
       // Two boundary rows alone: a 2x2 system.
       const T s0 = S(0), h0 = p.h(0);
-      Row<T> L = side_row<T>(left_side(Code), s0, s0, h0, h0, Code >= 2 ? w.bc[0] : T(0), false);
-      Row<T> R = side_row<T>(right_side(Code), s0, s0, h0, h0, Code >= 2 ? w.bc[1] : T(0), true);
+      Row<T> L = side_row<T>(left_side(Code), s0, s0, h0, h0, (Code >= 2 && Code <= 5) ? w.bc[0] : T(0), false);
+      Row<T> R = side_row<T>(right_side(Code), s0, s0, h0, h0, (Code >= 2 && Code <= 5) ? w.bc[1] : T(0), true);
       T det = L.a * R.a - L.b * R.b;
       m[0] = (L.r * R.a - L.b * R.r) / det;
       m[1] = (L.a * R.r - R.b * L.r) / det;
@@ -180,9 +180,9 @@ template <class T, int Code, bool U, bool Col> struct C2Worker {
         s_prev = sc;
         h_prev = hc;
       }
-      m[0] = side_row<T>(left_side(Code), S(0), S(1), p.h(0), p.h(1), Code >= 2 ? w.bc[0] : T(0), false).r;
+      m[0] = side_row<T>(left_side(Code), S(0), S(1), p.h(0), p.h(1), (Code >= 2 && Code <= 5) ? w.bc[0] : T(0), false).r;
       m[n - 1] = side_row<T>(right_side(Code), S(n - 2), S(n - 3), p.h(n - 2), p.h(n - 3),
-                             Code >= 2 ? w.bc[1] : T(0), true).r;
+                             (Code >= 2 && Code <= 5) ? w.bc[1] : T(0), true).r;
       Factor<T>::s(&n, sh, sh + n, sh + 2 * n, m, &info);
     }
     if (info) return GUX_DF_SOLVE_FAILED;
@@ -291,9 +291,9 @@ template <class Rule, class T, int Code, bool U, bool Col> struct LocalWorker {
       m[0] = ic[0];
       m[n - 1] = ic[n - 1];
     } else {
-      Row<T> L = side_row<T>(left_side(Code), S[0], S[1], p.h(0), p.h(1), Code >= 2 ? w.bc[0] : T(0), false);
+      Row<T> L = side_row<T>(left_side(Code), S[0], S[1], p.h(0), p.h(1), (Code >= 2 && Code <= 5) ? w.bc[0] : T(0), false);
       Row<T> R = side_row<T>(right_side(Code), S[n - 2], S[n - 3], p.h(n - 2), p.h(n - 3),
-                             Code >= 2 ? w.bc[1] : T(0), true);
+                             (Code >= 2 && Code <= 5) ? w.bc[1] : T(0), true);
       m[0] = (L.r - L.b * m[1]) / L.a;
       m[n - 1] = (R.r - R.b * m[n - 2]) / R.a;
     }

@@ -174,7 +174,7 @@ template <class T, int Code, bool U, bool Col> struct KnotQuadWorker {
     for (int64_t j = 0; j + 1 < n; ++j) G[j + 1] = T(2) * (y[j + 1] - y[j]);
     const Side ls = n < 3 && left_side(Code) == kNotAKnot ? kFree : left_side(Code);
     const Side rs = n < 3 && right_side(Code) == kNotAKnot ? kFree : right_side(Code);
-    const T vl = Code >= 2 ? w.bc[0] : T(0), vr = Code >= 2 ? w.bc[1] : T(0);
+    const T vl = (Code >= 2 && Code <= 5) ? w.bc[0] : T(0), vr = (Code >= 2 && Code <= 5) ? w.bc[1] : T(0);
     G[0] = ls == kD1 ? vl : ls == kNotAKnot ? sh[3 * N] * G[1] : g.a(0) * vl;
     G[n] = rs == kD1 ? vr : rs == kNotAKnot ? sh[3 * N + 1] * G[n - 1] : g.b(n - 2) * vr;
     int64_t info = 0;
