@@ -318,3 +318,35 @@ TEST(FittingConstruct, ZeroPivotMarksTheFunction) {
   EXPECT_EQ(qor_df_dConstruct1D(t, nullptr), GUX_DF_SOLVE_FAILED);
   qor_df_kernel_DeleteTask(&t);
 }
+
+// The shared factor (several functions) and the single-function passes
+// give the same coefficients for every boundary code, uniform or not.
+TEST(FittingConstruct, SharedFactorMatchesSingleFunction) {
+  const int nx = 40, ny = 3;
+  const double bc[2] = {0.25, -0.5};
+  for (int64_t xhint : {1, 4}) {
+    std::vector<double> x = xhint == 4 ? std::vector<double>{0, 2} : random_partition(nx, 0, 2, 6);
+    std::vector<double> y(nx * ny);
+    for (int f = 0; f < ny; ++f)
+      for (int i = 0; i < nx; ++i) {
+        double t = xhint == 4 ? 2.0 * i / (nx - 1) : x[i];
+        y[f * nx + i] = std::sin((f + 1) * t) + (i == nx - 1 ? std::sin(0.0) - std::sin((f + 1) * t) : 0);
+      }
+    for (int64_t bct : {1, 2, 12, 24, 36, 48, 64}) {
+      std::vector<double> all(ny * (nx - 1) * 4), one((nx - 1) * 4);
+      GuxDFTask *a = nullptr, *b = nullptr;
+      ASSERT_EQ(qor_df_kernel_dNewTask1D(&a, nx, x.data(), xhint, ny, y.data(), 0, 0), 0);
+      ASSERT_EQ(qor_df_kernel_dEditPPSpline1D(a, 4, 2, bct, bc, 0, nullptr, all.data(), 0), 0);
+      ASSERT_EQ(qor_df_dConstruct1D(a, nullptr), 0);
+      for (int f = 0; f < ny; ++f) {
+        ASSERT_EQ(qor_df_kernel_dNewTask1D(&b, nx, x.data(), xhint, 1, y.data() + f * nx, 0, 0), 0);
+        ASSERT_EQ(qor_df_kernel_dEditPPSpline1D(b, 4, 2, bct, bc, 0, nullptr, one.data(), 0), 0);
+        ASSERT_EQ(qor_df_dConstruct1D(b, nullptr), 0);
+        for (int k = 0; k < (nx - 1) * 4; ++k)
+          ASSERT_NEAR(one[k], all[f * (nx - 1) * 4 + k], 1e-9 * (1 + std::fabs(one[k]))) << bct << " " << k;
+        qor_df_kernel_DeleteTask(&b);
+      }
+      qor_df_kernel_DeleteTask(&a);
+    }
+  }
+}
