@@ -44,7 +44,7 @@ template <class T> struct Results {
 template <class T> struct Call {
   const GuxDFTask* task;
   int kind;
-  bool want_values, want_cells;
+  bool want_values, want_cells, cells_given;
   int64_t nsite;
   const T* site;      // null for uniform sites (expanded per block)
   const T* ends;      // first and last uniform site
@@ -171,10 +171,15 @@ template <class T> int do_block(const Call<T>& c, int64_t s0, int64_t n, int64_t
     for (int64_t i = 0; i < n; ++i) expanded[i] = c.ends[0] + T(s0 + i) * step;
     site = expanded;
   }
-  int st = search_block(c.search, n, site, position, cell);
-  if (st) return st;
+  int st = 0;
+  if (c.cells_given) {
+    if (c.task->index_width) memcpy(cell, static_cast<const int64_t*>(c.cell) + s0, sizeof(int64_t) * n);
+    else for (int64_t i = 0; i < n; ++i) cell[i] = static_cast<const int32_t*>(c.cell)[s0 + i];
+  } else if ((st = search_block(c.search, n, site, position, cell))) {
+    return st;
+  }
   const int64_t nx = c.task->nx;
-  if (c.want_cells) {
+  if (c.want_cells && !c.cells_given) {
     if (c.task->index_width) memcpy(static_cast<int64_t*>(c.cell) + s0, cell, sizeof(int64_t) * n);
     else for (int64_t i = 0; i < n; ++i) static_cast<int32_t*>(c.cell)[s0 + i] = (int32_t)cell[i];
   }
@@ -207,17 +212,18 @@ int interpolate(GuxDFTask* t, int64_t type, int64_t method, int64_t nsite, const
   if (kind < 0) return kind;
   if (kind == 3 && !t->ic) return GUX_DF_NO_IC;
   if (method != GUX_DF_METHOD_PP && method != GUX_DF_METHOD_STD) return GUX_DF_BAD_METHOD;
-  if (type < 1 || type > 3) return GUX_DF_BAD_METHOD;
+  if (type < 1 || type > 7 || !(type & 3)) return GUX_DF_BAD_METHOD;
   if (rhint == 0) rhint = GUX_DF_MATRIX_STORAGE_ROWS;
   if (rhint != 16 && rhint != 32 && rhint != 0x100 && rhint != 0x200 && rhint != 0x80) return GUX_DF_BAD_RHINT;
   Call<T> c{};
   c.task = t;
   c.kind = kind;
   c.want_values = type & GUX_DF_INTERP;
-  c.want_cells = type & GUX_DF_CELL;
+  c.cells_given = type & GUX_DF_CELLS_GIVEN;
+  c.want_cells = (type & GUX_DF_CELL) && !c.cells_given;
   if (nsite < 1) return 0;
   if (c.want_values && !r) return GUX_DF_NO_DESTINATION;
-  if (c.want_cells && !cell) return GUX_DF_NO_DESTINATION;
+  if ((c.want_cells || c.cells_given) && !cell) return GUX_DF_NO_DESTINATION;
   if (c.want_values && kind <= 3 && (!t->scoeff || !t->scoeff[0])) return GUX_DF_NO_SCOEFF;
   if (c.want_values && kind >= 5 && (!t->y || !t->y[0])) return GUX_DF_NO_Y;
   c.nd = 0;
@@ -234,7 +240,8 @@ int interpolate(GuxDFTask* t, int64_t type, int64_t method, int64_t nsite, const
   c.le_cb = le_cb; c.le_params = le_p;
   c.re_cb = re_cb; c.re_params = re_p;
   c.i_cb = i_cb; c.i_params = i_p;
-  int st = choose_strategy(t, sitehint, datahint, s_cb, s_p, &c.search);
+  // Given cells skip the search and its hints.
+  int st = c.cells_given ? 0 : choose_strategy(t, sitehint, datahint, s_cb, s_p, &c.search);
   if (st) return st;
   int64_t position = 0;
   if (nsite == 1) return do_block(c, 0, 1, &position);  // single site: no threading

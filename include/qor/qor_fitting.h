@@ -104,6 +104,9 @@ extern "C" {
 /* Interpolation `type`: values, cells, or both (a bit set). */
 #define GUX_DF_INTERP           1
 #define GUX_DF_CELL             2
+/* With this bit the cell array is an input: the cells of the sites are
+ * given (task's index width) and no search runs. */
+#define GUX_DF_CELLS_GIVEN      4
 /* Interpolation and integration `method`. */
 #define GUX_DF_METHOD_PP        1
 #define GUX_DF_METHOD_STD       0

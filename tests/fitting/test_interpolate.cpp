@@ -215,3 +215,23 @@ TEST(FittingInterpolate, UserInterpolantAndIntegrationCallbacks) {
   EXPECT_DOUBLE_EQ(v, -20);
   qor_df_kernel_DeleteTask(&t);
 }
+
+TEST(FittingInterpolate, GivenCellsSkipTheSearch) {
+  TwoCubics sp;
+  std::vector<double> s = {0.1, 1.1, 2.2, 2.9};
+  std::vector<int64_t> cells(4);
+  std::vector<double> want(8), got(8);
+  ASSERT_EQ(qor_df_kernel_dDFInterpolate1D(sp.task, GUX_DF_INTERP | GUX_DF_CELL, 1, 4, s.data(), 0, 0, nullptr, nullptr,
+                                           want.data(), 0, cells.data(), nullptr, nullptr, nullptr, nullptr, nullptr,
+                                           nullptr, nullptr, nullptr, nullptr), 0);
+  ASSERT_EQ(qor_df_kernel_dDFInterpolate1D(sp.task, GUX_DF_INTERP | GUX_DF_CELLS_GIVEN, 1, 4, s.data(), 0, 0, nullptr,
+                                           nullptr, got.data(), 0, cells.data(), nullptr, nullptr, nullptr, nullptr,
+                                           nullptr, nullptr, nullptr, nullptr, nullptr), 0);
+  EXPECT_EQ(want, got);
+  // A wrong given cell is used as it stands: the neighbouring polynomial.
+  cells[0] = 2;
+  ASSERT_EQ(qor_df_kernel_dDFInterpolate1D(sp.task, GUX_DF_INTERP | GUX_DF_CELLS_GIVEN, 1, 4, s.data(), 0, 0, nullptr,
+                                           nullptr, got.data(), 0, cells.data(), nullptr, nullptr, nullptr, nullptr,
+                                           nullptr, nullptr, nullptr, nullptr, nullptr), 0);
+  EXPECT_NEAR(got[0], want[0], 1e-9);  // the cubic is one polynomial everywhere
+}
