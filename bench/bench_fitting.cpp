@@ -50,8 +50,8 @@ int main() {
          (long long)nx, (long long)ns);
   for (int threads : {1, 2}) {
     qor_core_set_num_threads(threads);
-    double tq = best_of(5, [&] { qor_df_dConstruct1D(task, nullptr); });
-    double tg = best_of(5, [&] { gsl_spline_init(spline, x.data(), y.data(), nx); });
+    double tq = best_of(15, [&] { qor_df_dConstruct1D(task, nullptr); });
+    double tg = best_of(15, [&] { gsl_spline_init(spline, x.data(), y.data(), nx); });
     printf("  construct  threads %d: qor %7.2f ns/pt  gsl %7.2f ns/pt  gsl/qor %.2f\n", threads, 1e9 * tq / nx,
            1e9 * tg / nx, tg / tq);
     double ti = best_of(3, [&] {
