@@ -91,12 +91,13 @@ int call_integr(void* cbp, void* params, int64_t f, T a, T b, T* out) {
 template <class T, class Out>
 int integrate_blocks(const GuxDFTask* t, int kind, int64_t nlim, const Limits<T>& L, const Limits<T>& R,
                      const SearchArgs<T>& sl, const SearchArgs<T>& sr, Out& out, Walker<T>* walkers,
-                     void* le_cb, void* le_p, void* re_cb, void* re_p, void* i_cb, void* i_p);
+                     void* le_cb, void* le_p, void* re_cb, void* re_p, void* i_cb, void* i_p, int64_t f0,
+                     int64_t f1);
 
 template <class T>
 int integrate(GuxDFTask* t, int64_t method, int64_t nlim, const T* llim, int64_t llimhint, const T* rlim,
               int64_t rlimhint, const T* ldh, const T* rdh, T* r, int64_t rhint, void* le_cb, void* le_p,
-              void* re_cb, void* re_p, void* i_cb, void* i_p, void* s_cb, void* s_p, const GuxThreadingTable*) {
+              void* re_cb, void* re_p, void* i_cb, void* i_p, void* s_cb, void* s_p, const GuxThreadingTable* th) {
   if (!t) return GUX_DF_NULL_TASK;
   const int kind = spline_kind(t, le_cb && re_cb && i_cb);
   if (kind < 0) return kind;
@@ -143,7 +144,20 @@ int integrate(GuxDFTask* t, int64_t method, int64_t nlim, const T* llim, int64_t
       }
     }
   }
-  st = integrate_blocks(t, kind, nlim, L, R, sl, sr, out, walkers, le_cb, le_p, re_cb, re_p, i_cb, i_p);
+  // Functions are spread over the threads; each thread locates the limits
+  // for its own functions.
+  int nb = thread_count(th);
+  if (nb > ny) nb = (int)ny;
+  if (nb > 64) nb = 64;
+  if ((int64_t)nb * nlim < 4096) nb = 1;
+  int stats[64] = {0};
+  auto body = [&](int b) {
+    stats[b] = integrate_blocks(t, kind, nlim, L, R, sl, sr, out, walkers, le_cb, le_p, re_cb, re_p, i_cb, i_p,
+                                ny * b / nb, ny * (b + 1) / nb);
+  };
+  run_blocks(th, nb, body);
+  st = 0;
+  for (int b = 0; b < nb && !st; ++b) st = stats[b];
   qor_serv_deallocate(walkers);
   if (cum) qor_serv_deallocate(cum);
   return st;
@@ -152,8 +166,9 @@ int integrate(GuxDFTask* t, int64_t method, int64_t nlim, const T* llim, int64_t
 template <class T, class Out>
 int integrate_blocks(const GuxDFTask* t, int kind, int64_t nlim, const Limits<T>& L, const Limits<T>& R,
                      const SearchArgs<T>& sl, const SearchArgs<T>& sr, Out& out, Walker<T>* walkers,
-                     void* le_cb, void* le_p, void* re_cb, void* re_p, void* i_cb, void* i_p) {
-  const int64_t nx = t->nx, ny = t->ny;
+                     void* le_cb, void* le_p, void* re_cb, void* re_p, void* i_cb, void* i_p, int64_t f0,
+                     int64_t f1) {
+  const int64_t nx = t->nx;
   RowOrigin<T> org(t);
   const T x0 = org(0), xl = org(nx - 1);
   int st;
@@ -167,7 +182,7 @@ int integrate_blocks(const GuxDFTask* t, int kind, int64_t nlim, const Limits<T>
       ra[i] = R.at(b + i);
     }
     if ((st = search_block(sl, n, la, &posl, cl)) || (st = search_block(sr, n, ra, &posr, cr))) return st;
-    for (int64_t f = 0; f < ny; ++f) {
+    for (int64_t f = f0; f < f1; ++f) {
       Rows<T> rows{t, kind, kind <= 3 ? static_cast<const T*>(t->scoeff[f]) : nullptr,
                    (kind >= 5 && t->y) ? function_of<T>(t, f) : Column<T>{nullptr, 1}, org,
                    static_cast<const T*>(t->ic)};

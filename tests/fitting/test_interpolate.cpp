@@ -235,3 +235,23 @@ TEST(FittingInterpolate, GivenCellsSkipTheSearch) {
                                            nullptr, nullptr, nullptr, nullptr, nullptr), 0);
   EXPECT_NEAR(got[0], want[0], 1e-9);  // the cubic is one polynomial everywhere
 }
+
+TEST(FittingIntegrate, FunctionsOverThreads) {
+  TwoCubics sp;
+  const int n = 3000;
+  std::vector<double> a(n), b(n), r1(2 * n), r2(2 * n);
+  for (int i = 0; i < n; ++i) {
+    a[i] = 3.0 * ((i * 37) % n) / n;
+    b[i] = 3.0 * ((i * 101) % n) / n - 0.2;
+  }
+  qor_core_set_num_threads(2);
+  ASSERT_EQ(qor_df_kernel_dDFIntegrate1D(sp.task, 1, n, a.data(), 0, b.data(), 0, nullptr, nullptr, r1.data(), 0,
+                                         nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
+                                         qor_core_threading()), 0);
+  ASSERT_EQ(qor_df_kernel_dDFIntegrate1D(sp.task, 1, n, a.data(), 0, b.data(), 0, nullptr, nullptr, r2.data(), 0,
+                                         nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
+                                         nullptr), 0);
+  EXPECT_EQ(r1, r2);
+  auto F = [](double t) { return t * t * t * t / 4 - t * t / 2; };
+  for (int i = 0; i < n; i += 17) EXPECT_NEAR(r1[2 * i], F(b[i]) - F(a[i]), 1e-10);
+}
