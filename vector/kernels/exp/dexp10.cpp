@@ -11,7 +11,7 @@ namespace {
 using namespace qor::simd;
 using namespace qor::kernels::expk;
 
-struct DExp10 {
+struct DExp10 : ScaledExpLanes<DExp10> {
   using T = double;
   static constexpr int kIn = 1, kOut = 1, kBlock = 16;
   static constexpr double kPad = 0.75;
@@ -33,13 +33,6 @@ struct DExp10 {
                        r * (2.650949055239026 +
                             r * (2.0346785917911965 + r * (1.1712555494866221 + r * 0.53964245129450683))));
     rest = lo + hi * p;
-  }
-  static vd2 lanes(vd2 x, vl2 &bad) {
-    vq2 e;
-    vd2 hi, rest;
-    parts(x, e, hi, rest);
-    bad = high_word_gt(as<vl2>(as<vq2>(x) & 0x7fffffffffffffffull), kLaneBound);
-    return as<vd2>(as<vq2>(hi + rest) + e);
   }
   // Overflow from 308.26 up, zero below -323.61, denormals between.
   static int scalar(const double *a, double *r) { return exp_double_scalar<DExp10>(*a, 310.0, -330.0, r); }

@@ -11,7 +11,7 @@ namespace {
 using namespace qor::simd;
 using namespace qor::kernels::expk;
 
-struct DExp2 {
+struct DExp2 : ScaledExpLanes<DExp2> {
   using T = double;
   static constexpr int kIn = 1, kOut = 1, kBlock = 8;
   static constexpr double kPad = 0.75;
@@ -30,13 +30,6 @@ struct DExp2 {
                        f * (0.24022650695884967 +
                             f * (0.05550410866607508 + f * (0.0096181422696537591 + f * 0.0013333417185814622))));
     rest = lo + hi * p;
-  }
-  static vd2 lanes(vd2 x, vl2 &bad) {
-    vq2 e;
-    vd2 hi, rest;
-    parts(x, e, hi, rest);
-    bad = high_word_gt(as<vl2>(as<vq2>(x) & 0x7fffffffffffffffull), kLaneBound);
-    return as<vd2>(as<vq2>(hi + rest) + e);
   }
   // Overflow from 1024 up, zero below -1075, denormals between.
   static int scalar(const double *a, double *r) { return exp_double_scalar<DExp2>(*a, 1025.0, -1080.0, r); }

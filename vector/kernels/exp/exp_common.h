@@ -99,6 +99,19 @@ template <class Core> int exp_double_scalar(double x, double ovf, double unf, do
   return status_of(*r);
 }
 
+// The lane formula of the d kernels of one kernel for all tiers: K::parts
+// gives the exponent field e and 2^(j/N) e^r as hi + rest; the result is
+// 2^n (hi + rest), and the lane test is on the high word of |x|.
+template <class K> struct ScaledExpLanes {
+  static vd2 lanes(vd2 x, vl2 &bad) {
+    vq2 e;
+    vd2 hi, rest;
+    K::parts(x, e, hi, rest);
+    bad = high_word_gt(as<vl2>(as<vq2>(x) & 0x7fffffffffffffffull), K::kLaneBound);
+    return as<vd2>(as<vq2>(hi + rest) + e);
+  }
+};
+
 }  // namespace qor::kernels::expk
 
 #endif

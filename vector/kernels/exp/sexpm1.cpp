@@ -48,17 +48,24 @@ struct SExpm1Table64 {
   static constexpr float kInvL = f32(0x42b8aa3b);                       // 64 / ln 2
   static constexpr float kL1 = f32(0x3c318000), kL2 = f32(0xb65e8083);  // ln2/64 = L1 + L2
 
-  static vf4 lanes(vf4 x, vi4 &bad) {
-    const vf4 t = x * kInvL + kShifter;
-    const vf4 k = t - kShifter;
+  // e^x = t + scale * rest with t = hi 2^n, scale = 2^n, rest = lo + hi p.
+  static void parts(vf4 x, vf4 &t, vf4 &scale, vf4 &rest) {
+    const vf4 tk = x * kInvL + kShifter;
+    const vf4 k = tk - kShifter;
     const vf4 r = (x - k * kL1) - k * kL2;
-    const vu4 kb = as<vu4>(t);
+    const vu4 kb = as<vu4>(tk);
     vf4 hi, lo;
     gather_pairs(exp_tables::kExp2f_64, as<vi4>(kb & 63), hi, lo);
-    const vf4 scale = as<vf4>(((kb << 17) & 0xff800000u) + 0x3f800000u);  // 2^n
+    scale = as<vf4>(((kb << 17) & 0xff800000u) + 0x3f800000u);  // 2^n
     const vf4 p = r + r * r * (0.500000894f + r * 0.16666697f);
+    t = hi * scale;
+    rest = lo + hi * p;
+  }
+  static vf4 lanes(vf4 x, vi4 &bad) {
+    vf4 t, scale, rest;
+    parts(x, t, scale, rest);
     bad = special_lanes(x);
-    return with_sign_of(x, (-1.0f + hi * scale) + scale * (lo + hi * p));
+    return with_sign_of(x, (-1.0f + t) + scale * rest);
   }
   static int scalar(const float *a, float *r) { return sexpm1_scalar(a, r); }
 };
@@ -72,18 +79,11 @@ QOR_ACCURACY(sExpm1, LA, ULP, 4.0)
 // The sum -1 + t is also taken with its rounding error (two-sum).
 struct SExpm1HA : SExpm1Table64 {
   static vf4 lanes(vf4 x, vi4 &bad) {
-    const vf4 tk = x * kInvL + kShifter;
-    const vf4 k = tk - kShifter;
-    const vf4 r = (x - k * kL1) - k * kL2;
-    const vu4 kb = as<vu4>(tk);
-    vf4 hi, lo;
-    gather_pairs(exp_tables::kExp2f_64, as<vi4>(kb & 63), hi, lo);
-    const vf4 scale = as<vf4>(((kb << 17) & 0xff800000u) + 0x3f800000u);  // 2^n
-    const vf4 p = r + r * r * (0.500000894f + r * 0.16666697f);
-    const vf4 t = hi * scale;
+    vf4 t, scale, rest;
+    parts(x, t, scale, rest);
     const vf4 s = -1.0f + t, back = s + 1.0f;
     const vf4 err = (-1.0f - (s - back)) + (t - back);
-    const vf4 table = s + (err + scale * (lo + hi * p));
+    const vf4 table = s + (err + scale * rest);
     bad = special_lanes(x);
     const vf4 series = x + x * x * (0.5f + x * (0.166666672f + x * (0.0416666679f + x * 0.00833333377f)));
     const vi4 small = (as<vi4>(x) & 0x7fffffff) < 0x3d000000;  // |x| < 2^-5, NaN excluded
