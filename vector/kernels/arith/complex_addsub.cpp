@@ -68,7 +68,7 @@ template <class T> void conj_strided(int n, const T *a, int inca, T *r, int incr
 // ----- Add, Sub ---------------------------------------------------------------
 
 struct AddOp {
-  template <class X> static X f(X a, X b) { return a + b; }
+  template <class X> static X f(X a, X b) { return add_ordered(a, b); }
 };
 struct SubOp {
   template <class X> static X f(X a, X b) { return a - b; }
@@ -113,20 +113,23 @@ template <class T, class Op> void addsub_plain_strided(int n, const T *a, int in
 }
 
 // Flagged elements of a block (bit 2j or 2j+1 for element j) to the scalar
-// routine, from the block's kept inputs; a status goes to the reporter.
+// routine, from the block's kept inputs into its result buffer z. A status
+// stores the element in the caller's array, goes to the reporter, and the
+// element is read back, since a callback may have repaired it. The caller
+// then stores the whole buffer in element order.
 template <class T, class Op>
-void addsub_special(unsigned mask, int i, const T *x, const T *y, const T *a, int inca, const T *b, int incb,
-                    T *r, int incr, const char *name, bool strided) {
+void addsub_special(unsigned mask, int i, const T *x, const T *y, T *z, const T *a, int inca, const T *b,
+                    int incb, T *r, int incr, const char *name, bool strided) {
   using C = typename Cx<T>::C;
   while (mask) {
     const int j = __builtin_ctz(mask) >> 1;
     mask &= ~(3u << 2 * j);
-    T out[2];
-    const int status = addsub_scalar<T, Op>(x + 2 * j, y + 2 * j, out);
+    const int status = addsub_scalar<T, Op>(x + 2 * j, y + 2 * j, z + 2 * j);
+    if (status == 0) continue;
     T *pr = r + 2 * (strided ? strided_index(i + j, incr) : i + j);
-    pr[0] = out[0], pr[1] = out[1];
-    if (status != 0)
-      Cx<T>::report(status, i + j, (const C *)a, inca, (const C *)b, incb, (C *)r, incr, name, strided);
+    pr[0] = z[2 * j], pr[1] = z[2 * j + 1];
+    Cx<T>::report(status, i + j, (const C *)a, inca, (const C *)b, incb, (C *)r, incr, name, strided);
+    z[2 * j] = pr[0], z[2 * j + 1] = pr[1];
   }
 }
 
@@ -150,12 +153,14 @@ void addsub_checked(int n, const T *a, int inca, const T *b, int incb, T *r, int
         vs[v] = Op::f(va[v], vb[v]);
         mask |= nonfinite_bits(vs[v]) << (v * W);
       }
-      for (int v = 0; v < NV; ++v) store<V>(r + 2 * i + v * W, vs[v]);
       if (__builtin_expect(mask != 0, 0)) {
-        alignas(64) T x[P], y[P];
+        alignas(64) T x[P], y[P], z[P];
         for (int v = 0; v < NV; ++v) store<V>(x + v * W, va[v]), store<V>(y + v * W, vb[v]);
-        addsub_special<T, Op>(mask, i, x, y, a, 1, b, 1, r, 1, name, false);
+        for (int v = 0; v < NV; ++v) store<V>(z + v * W, vs[v]);
+        addsub_special<T, Op>(mask, i, x, y, z, a, 1, b, 1, r, 1, name, false);
+        for (int v = 0; v < NV; ++v) vs[v] = load<V>(z + v * W);
       }
+      for (int v = 0; v < NV; ++v) store<V>(r + 2 * i + v * W, vs[v]);
     }
   for (; i < n; i += B) {
     const int live = n - i < B ? n - i : B;
@@ -171,12 +176,12 @@ void addsub_checked(int n, const T *a, int inca, const T *b, int incb, T *r, int
       store<V>(z + v, s);
       mask |= nonfinite_bits(s) << v;
     }
+    mask &= (live == B) ? ~0u : (1u << 2 * live) - 1;
+    if (mask) addsub_special<T, Op>(mask, i, x, y, z, a, inca, b, incb, r, incr, name, Strided);
     for (int j = 0; j < live; ++j) {
       T *pr = r + 2 * (Strided ? strided_index(i + j, incr) : i + j);
       pr[0] = z[2 * j], pr[1] = z[2 * j + 1];
     }
-    mask &= (live == B) ? ~0u : (1u << 2 * live) - 1;
-    if (mask) addsub_special<T, Op>(mask, i, x, y, a, inca, b, incb, r, incr, name, Strided);
   }
   qor::bex::fpenv::leave(env);
 }

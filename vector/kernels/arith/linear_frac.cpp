@@ -24,8 +24,8 @@ inline vi4 odd_divisors(vf4 den) {
 inline vl2 odd_divisors(vd2) { return vl2{}; }
 inline vf4 reciprocal_quotient(vf4 num, vf4 den) {
   const vf4 y = as<vf4>(_mm_rcp_ps(as<__m128>(den)));
-  const vf4 e = 1.0f - den * y;
-  return num * (y + y * e);
+  const vf4 e = 1.0f - mul_ordered(den, y);
+  return mul_ordered(num, add_ordered(y, mul_ordered(y, e)));
 }
 inline vd2 reciprocal_quotient(vd2 num, vd2 den) { return num / den; }
 // The range of |divisor| over a group (NaN divisors need no fallback: the
@@ -46,8 +46,8 @@ template <int Case, int NV, class V, class T> inline void lf(const V *a, const V
   V num[NV], den[NV];
   V lo = V{} + ElemOf<V>(__builtin_inf()), hi = V{};  // range of |divisor| over the group
   for (int v = 0; v < NV; ++v) {
-    num[v] = (Case & 1) ? s.ha : a[v] * s.sa + s.ha;
-    den[v] = (Case & 2) ? s.hb : b[v] * s.sb + s.hb;
+    num[v] = (Case & 1) ? s.ha : add_ordered(mul_ordered(a[v], s.sa), s.ha);
+    den[v] = (Case & 2) ? s.hb : add_ordered(mul_ordered(b[v], s.sb), s.hb);
     const V ad = vabs(den[v]);
     lo = min_lanes(lo, ad), hi = max_lanes(hi, ad);
     r[v] = reciprocal_quotient(num[v], den[v]);
@@ -79,41 +79,54 @@ template <int Case, class T> void lf_loop(int n, const T *a, const T *b, const S
   }
 }
 
-template <class T> void linear_frac_unit(int n, const T *a, const T *b, T sa, T ha, T sb, T hb, T *r) {
-  using V = VecOf<T>;
-  SavedEnv env = StandardEnv::enter();
-  const Scalars<T> s(sa, ha, sb, hb);
-  if (sa == T(0) && sb == T(0)) {
-    V zero{}, q;
-    lf<3, 1>(&zero, &zero, s, &q);
-    for (int i = 0; i < n; ++i) r[i] = q[0];
-  } else if (sb == T(0)) {
-    lf_loop<2>(n, a, b, s, r);
-  } else if (sa == T(0)) {
-    lf_loop<1>(n, a, b, s, r);
-  } else {
-    lf_loop<0>(n, a, b, s, r);
-  }
-  qor::bex::fpenv::leave(env);
-}
-
 // Strided: two elements a round, through the same lane formula.
-template <class T>
-void linear_frac_strided(int n, const T *a, int inca, const T *b, int incb, T sa, T ha, T sb, T hb, T *r,
-                         int incr) {
+template <int Case, class T>
+void lf_strided_loop(int n, const T *a, int inca, const T *b, int incb, const Scalars<T> &s, T *r, int incr) {
   using V = VecOf<T>;
   constexpr int W = 16 / sizeof(T);
-  SavedEnv env = StandardEnv::enter();
-  const Scalars<T> s(sa, ha, sb, hb);
   for (int i = 0; i < n; i += 2) {
     const int live = n - i < 2 ? n - i : 2;
     alignas(16) T x[W], y[W];
     for (int j = 0; j < W; ++j) x[j] = y[j] = T(0.75);
     for (int j = 0; j < live; ++j) x[j] = a[strided_index(i + j, inca)], y[j] = b[strided_index(i + j, incb)];
     V vx = load<V>(x), vy = load<V>(y), z;
-    lf<0, 1>(&vx, &vy, s, &z);
+    lf<Case, 1>(&vx, &vy, s, &z);
     for (int j = 0; j < live; ++j) r[strided_index(i + j, incr)] = z[j];
   }
+}
+
+// Both forms choose by the scalars in the same way, so that a strided call
+// gives the bits of the unit call: a zero scale is skipped, not multiplied
+// (0 times an infinite or NaN element would be a NaN), and with both scales
+// zero every element is the same quotient.
+template <class T, class Loop> void by_scales(int n, T sa, T sb, const Scalars<T> &s, T *r, int incr, Loop loop) {
+  if (sa == T(0) && sb == T(0)) {
+    VecOf<T> zero{}, q;
+    lf<3, 1>(&zero, &zero, s, &q);
+    for (int i = 0; i < n; ++i) r[strided_index(i, incr)] = q[0];
+  } else if (sb == T(0)) {
+    loop(std::integral_constant<int, 2>{});
+  } else if (sa == T(0)) {
+    loop(std::integral_constant<int, 1>{});
+  } else {
+    loop(std::integral_constant<int, 0>{});
+  }
+}
+
+template <class T> void linear_frac_unit(int n, const T *a, const T *b, T sa, T ha, T sb, T hb, T *r) {
+  SavedEnv env = StandardEnv::enter();
+  const Scalars<T> s(sa, ha, sb, hb);
+  by_scales(n, sa, sb, s, r, 1, [&](auto c) { lf_loop<decltype(c)::value>(n, a, b, s, r); });
+  qor::bex::fpenv::leave(env);
+}
+
+template <class T>
+void linear_frac_strided(int n, const T *a, int inca, const T *b, int incb, T sa, T ha, T sb, T hb, T *r,
+                         int incr) {
+  SavedEnv env = StandardEnv::enter();
+  const Scalars<T> s(sa, ha, sb, hb);
+  by_scales(n, sa, sb, s, r, incr,
+            [&](auto c) { lf_strided_loop<decltype(c)::value>(n, a, inca, b, incb, s, r, incr); });
   qor::bex::fpenv::leave(env);
 }
 
