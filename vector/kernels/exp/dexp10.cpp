@@ -26,7 +26,7 @@ struct DExp10 : ScaledExpLanes<DExp10> {
     const vd2 k = t - kShifter;
     const vd2 r = (x - k * kL1) - k * kL2;
     const vq2 kb = as<vq2>(t);
-    e = (kb << 45) & 0xfff0000000000000ull;  // k << 45 = n << 52 + j << 45
+    e = (kb >> 7) << 52;  // n = k >> 7 into the exponent field (two shifts, no mask constant)
     vd2 lo;
     gather_rows<128>(exp_tables::kExp2d2_128, kb, hi, lo);
     // 10^r - 1 = r q(r), q by Estrin's scheme (independent pairs, a shorter

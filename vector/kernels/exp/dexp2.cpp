@@ -23,7 +23,7 @@ struct DExp2 : ScaledExpLanes<DExp2> {
     const vd2 t = x + kShifter;
     const vd2 f = x - (t - kShifter);
     const vq2 kb = as<vq2>(t);  // the shifter's low 46 bits are clear: these are k's
-    e = (kb << 46) & 0xfff0000000000000ull;  // k << 46 = n << 52 + j << 46
+    e = (kb >> 6) << 52;  // n = k >> 6 into the exponent field (two shifts, no mask constant)
     vd2 lo;
     gather_rows<64>(exp_tables::kExp2d2_64, kb, hi, lo);
     // 2^f - 1 = f q(f), q by Estrin's scheme: its three pairs are independent,

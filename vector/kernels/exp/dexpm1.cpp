@@ -36,7 +36,7 @@ struct DExpm1Parts {
     const vd2 k = t - kShifter;
     const vd2 r = (x - k * kL1) - k * kL2;
     const vq2 kb = as<vq2>(t);
-    e = (kb << 45) & kExpField;
+    e = (kb >> 7) << 52;
     vd2 lo;
     gather_rows<128>(exp_tables::kExp2d2_128, kb, hi, lo);
     // Estrin's scheme: as many operations as Horner's, a chain shorter by two
