@@ -1,8 +1,11 @@
 // Exponential kernels against glibc libm, libmvec (SSE4) and SLEEF (SSE2,
 // SSE4), each tier against the peers of its accuracy class; then the cost
 // figures of our kernels, ns per element at n = 1000 on the scale on which
-// sExp LA costs 5.636.
+// sExp LA costs 5.636. Arguments, if any, name the functions to run
+// (e.g. `bench_exp dExp2 dExp10`); the cost figures then follow for those only.
+// `--paired` prints ratios timed in alternation instead (no cost figures).
 #include <sleef.h>
+#include <string.h>
 
 #include "bench/vector_bench.h"
 #include "qor/qor_bex.h"
@@ -51,9 +54,72 @@ template <class T> void cost_line(const Ours<T> &o, double scale) {
          c[1] / scale, c[2] / scale);
 }
 
+// The functions named on the command line, or all of them; `--paired` asks
+// for the paired comparison below instead of the table of best times.
+int g_argc;
+char **g_argv;
+bool g_paired = false;
+bool wanted(const char *entry) {
+  bool any = false;
+  for (int i = 1; i < g_argc; ++i) {
+    if (g_argv[i][0] == '-') continue;
+    any = true;
+    if (strcmp(g_argv[i], entry) == 0) return true;
+  }
+  return !any;
+}
+
+// Paired timing for a shared, busy machine: each ratio ours/peer is taken
+// from two runs of about a millisecond made back to back (in alternating
+// order), so both sides see the same load; over 31 such pairs the median and
+// the quartiles are printed.
+template <class T>
+void compare_paired(const std::string &title, double lo, double hi, const std::vector<Contender<T>> &ours,
+                    const std::vector<Contender<T>> &peers) {
+  constexpr int kRounds = 31;
+  printf("\n%s on [%g, %g]: ratio ours/peer timed in pairs, median [quartiles] of %d\n", title.c_str(), lo, hi,
+         kRounds);
+  for (int n : {1000, 100000}) {
+    std::vector<T> a(n), r(n);
+    std::mt19937 rng(7);
+    std::uniform_real_distribution<double> u(lo, hi);
+    for (T &x : a) x = (T)u(rng);
+    const int reps = n >= 200000 ? 1 : 200000 / n;
+    auto time = [&](const Contender<T> &c) {
+      const double t0 = now_ns();
+      for (int k = 0; k < reps; ++k) c.run(n, a.data(), r.data());
+      return now_ns() - t0;
+    };
+    printf("  n = %d\n", n);
+    for (const Contender<T> &o : ours)
+      for (const Contender<T> &p : peers) {
+        if (!(p.classes & o.classes)) continue;
+        std::vector<double> q(kRounds);
+        for (int round = 0; round < kRounds; ++round) {
+          double to, tp;
+          if (round & 1) tp = time(p), to = time(o);
+          else to = time(o), tp = time(p);
+          q[round] = to / tp;
+        }
+        std::sort(q.begin(), q.end());
+        printf("  %-12s / %-26s %6.2f [%.2f .. %.2f]%s\n", o.name.c_str(), p.name.c_str(), q[kRounds / 2],
+               q[kRounds / 4], q[3 * kRounds / 4], q[kRounds / 2] > 1 ? "  <- slower" : "");
+      }
+  }
+}
+
+template <class T>
+void table(const std::string &title, double lo, double hi, const std::vector<Contender<T>> &ours,
+           const std::vector<Contender<T>> &peers) {
+  if (g_paired) compare_paired<T>(title, lo, hi, ours, peers);
+  else compare<T>(title, lo, hi, ours, peers);
+}
+
 }  // namespace
 
-int main() {
+int main(int argc, char **argv) {
+  g_argc = argc, g_argv = argv;
+  for (int i = 1; i < argc; ++i) g_paired |= strcmp(argv[i], "--paired") == 0;
   const Ours<float> fs[] = {{"sExp", -87.0, 88.0, _bexsExp_21, _bexsExp, _bexsExp_11},
                             {"sExp2", -126.0, 126.0, _bexsExp2_21, _bexsExp2, _bexsExp2_11},
                             {"sExp10", -37.9, 37.9, _bexsExp10_21, _bexsExp10, _bexsExp10_11},
@@ -65,54 +131,56 @@ int main() {
 
   // Peers and the tiers whose bound they meet: libm and SLEEF u10 are within
   // 1 ulp, libmvec and SLEEF u35 within 4 ulp.
-  compare<float>("sExp", fs[0].lo, fs[0].hi, tiers(fs[0]),
+  if (wanted("sExp")) table<float>("sExp", fs[0].lo, fs[0].hi, tiers(fs[0]),
                  {{"glibc expf", kAll, scalar_loop<float>(expf)},
                   {"libmvec _ZGVbN4v_expf", kLow, over_m128(_ZGVbN4v_expf)},
                   {"SLEEF expf4_u10sse2", kAll, over_m128(Sleef_expf4_u10sse2)},
                   {"SLEEF expf4_u10sse4", kAll, over_m128(Sleef_expf4_u10sse4)}});
-  compare<float>("sExp2", fs[1].lo, fs[1].hi, tiers(fs[1]),
+  if (wanted("sExp2")) table<float>("sExp2", fs[1].lo, fs[1].hi, tiers(fs[1]),
                  {{"glibc exp2f", kAll, scalar_loop<float>(exp2f)},
                   {"libmvec _ZGVbN4v_exp2f", kLow, over_m128(_ZGVbN4v_exp2f)},
                   {"SLEEF exp2f4_u10sse2", kAll, over_m128(Sleef_exp2f4_u10sse2)},
                   {"SLEEF exp2f4_u10sse4", kAll, over_m128(Sleef_exp2f4_u10sse4)},
                   {"SLEEF exp2f4_u35sse2", kLow, over_m128(Sleef_exp2f4_u35sse2)},
                   {"SLEEF exp2f4_u35sse4", kLow, over_m128(Sleef_exp2f4_u35sse4)}});
-  compare<float>("sExp10", fs[2].lo, fs[2].hi, tiers(fs[2]),
+  if (wanted("sExp10")) table<float>("sExp10", fs[2].lo, fs[2].hi, tiers(fs[2]),
                  {{"glibc exp10f", kAll, scalar_loop<float>(exp10f)},
                   {"libmvec _ZGVbN4v_exp10f", kLow, over_m128(_ZGVbN4v_exp10f)},
                   {"SLEEF exp10f4_u10sse2", kAll, over_m128(Sleef_exp10f4_u10sse2)},
                   {"SLEEF exp10f4_u10sse4", kAll, over_m128(Sleef_exp10f4_u10sse4)},
                   {"SLEEF exp10f4_u35sse2", kLow, over_m128(Sleef_exp10f4_u35sse2)},
                   {"SLEEF exp10f4_u35sse4", kLow, over_m128(Sleef_exp10f4_u35sse4)}});
-  compare<float>("sExpm1", fs[3].lo, fs[3].hi, tiers(fs[3]),
+  if (wanted("sExpm1")) table<float>("sExpm1", fs[3].lo, fs[3].hi, tiers(fs[3]),
                  {{"glibc expm1f", kAll, scalar_loop<float>(expm1f)},
                   {"libmvec _ZGVbN4v_expm1f", kLow, over_m128(_ZGVbN4v_expm1f)},
                   {"SLEEF expm1f4_u10sse2", kAll, over_m128(Sleef_expm1f4_u10sse2)},
                   {"SLEEF expm1f4_u10sse4", kAll, over_m128(Sleef_expm1f4_u10sse4)}});
-  compare<double>("dExp", ds[0].lo, ds[0].hi, tiers(ds[0]),
+  if (wanted("dExp")) table<double>("dExp", ds[0].lo, ds[0].hi, tiers(ds[0]),
                   {{"glibc exp", kAll, scalar_loop<double>(exp)},
                    {"libmvec _ZGVbN2v_exp", kLow, over_m128d(_ZGVbN2v_exp)},
                    {"SLEEF expd2_u10sse2", kAll, over_m128d(Sleef_expd2_u10sse2)},
                    {"SLEEF expd2_u10sse4", kAll, over_m128d(Sleef_expd2_u10sse4)}});
-  compare<double>("dExp2", ds[1].lo, ds[1].hi, tiers(ds[1]),
+  if (wanted("dExp2")) table<double>("dExp2", ds[1].lo, ds[1].hi, tiers(ds[1]),
                   {{"glibc exp2", kAll, scalar_loop<double>(exp2)},
                    {"libmvec _ZGVbN2v_exp2", kLow, over_m128d(_ZGVbN2v_exp2)},
                    {"SLEEF exp2d2_u10sse2", kAll, over_m128d(Sleef_exp2d2_u10sse2)},
                    {"SLEEF exp2d2_u10sse4", kAll, over_m128d(Sleef_exp2d2_u10sse4)},
                    {"SLEEF exp2d2_u35sse2", kLow, over_m128d(Sleef_exp2d2_u35sse2)},
                    {"SLEEF exp2d2_u35sse4", kLow, over_m128d(Sleef_exp2d2_u35sse4)}});
-  compare<double>("dExp10", ds[2].lo, ds[2].hi, tiers(ds[2]),
+  if (wanted("dExp10")) table<double>("dExp10", ds[2].lo, ds[2].hi, tiers(ds[2]),
                   {{"glibc exp10", kAll, scalar_loop<double>(exp10)},
                    {"libmvec _ZGVbN2v_exp10", kLow, over_m128d(_ZGVbN2v_exp10)},
                    {"SLEEF exp10d2_u10sse2", kAll, over_m128d(Sleef_exp10d2_u10sse2)},
                    {"SLEEF exp10d2_u10sse4", kAll, over_m128d(Sleef_exp10d2_u10sse4)},
                    {"SLEEF exp10d2_u35sse2", kLow, over_m128d(Sleef_exp10d2_u35sse2)},
                    {"SLEEF exp10d2_u35sse4", kLow, over_m128d(Sleef_exp10d2_u35sse4)}});
-  compare<double>("dExpm1", ds[3].lo, ds[3].hi, tiers(ds[3]),
+  if (wanted("dExpm1")) table<double>("dExpm1", ds[3].lo, ds[3].hi, tiers(ds[3]),
                   {{"glibc expm1", kAll, scalar_loop<double>(expm1)},
                    {"libmvec _ZGVbN2v_expm1", kLow, over_m128d(_ZGVbN2v_expm1)},
                    {"SLEEF expm1d2_u10sse2", kAll, over_m128d(Sleef_expm1d2_u10sse2)},
                    {"SLEEF expm1d2_u10sse4", kAll, over_m128d(Sleef_expm1d2_u10sse4)}});
+
+  if (g_paired) return 0;
 
   // Cost figures on the sExp scale (sExp LA = 5.636).
   std::vector<float> a(1000), r(1000);
@@ -121,7 +189,9 @@ int main() {
   for (float &x : a) x = (float)u(rng);
   const double scale = 5.636 / ns_per_element(Contender<float>{"", 0, _bexsExp_21}, a, r);
   printf("\nCost figures (sExp LA = 5.636):\n");
-  for (const auto &o : fs) cost_line(o, scale);
-  for (const auto &o : ds) cost_line(o, scale);
+  for (const auto &o : fs)
+    if (wanted(o.entry)) cost_line(o, scale);
+  for (const auto &o : ds)
+    if (wanted(o.entry)) cost_line(o, scale);
   return 0;
 }

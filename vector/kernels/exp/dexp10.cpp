@@ -26,13 +26,15 @@ struct DExp10 : ScaledExpLanes<DExp10> {
     const vd2 k = t - kShifter;
     const vd2 r = (x - k * kL1) - k * kL2;
     const vq2 kb = as<vq2>(t);
-    e = (kb << 45) & 0xfff0000000000000ull;  // k << 45 = n << 52 + j << 45
+    e = (kb >> 7) << 52;  // n = k >> 7 into the exponent field (two shifts, no mask constant)
     vd2 lo;
-    gather_pairs(exp_tables::kExp2d2_128, as<vl2>(kb & 127), hi, lo);
-    const vd2 p = r * (2.3025850929940459 +
-                       r * (2.650949055239026 +
-                            r * (2.0346785917911965 + r * (1.1712555494866221 + r * 0.53964245129450683))));
-    rest = lo + hi * p;
+    gather_rows<128>(exp_tables::kExp2d2_128, kb, hi, lo);
+    // 10^r - 1 = r q(r), q by Estrin's scheme (independent pairs, a shorter
+    // chain than Horner's); hi r is formed beside q.
+    const vd2 r2 = r * r;
+    const vd2 q = (2.3025850929940459 + r * 2.650949055239026) +
+                  r2 * ((2.0346785917911965 + r * 1.1712555494866221) + r2 * 0.53964245129450683);
+    rest = lo + (hi * r) * q;
   }
   // Overflow from 308.26 up, zero below -323.61, denormals between.
   static int scalar(const double *a, double *r) { return exp_double_scalar<DExp10>(*a, 310.0, -330.0, r); }

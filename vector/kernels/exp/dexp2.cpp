@@ -23,13 +23,16 @@ struct DExp2 : ScaledExpLanes<DExp2> {
     const vd2 t = x + kShifter;
     const vd2 f = x - (t - kShifter);
     const vq2 kb = as<vq2>(t);  // the shifter's low 46 bits are clear: these are k's
-    e = (kb << 46) & 0xfff0000000000000ull;  // k << 46 = n << 52 + j << 46
+    e = (kb >> 6) << 52;  // n = k >> 6 into the exponent field (two shifts, no mask constant)
     vd2 lo;
-    gather_pairs(exp_tables::kExp2d2_64, as<vl2>(kb & 63), hi, lo);
-    const vd2 p = f * (0.69314718055994529 +
-                       f * (0.24022650695884967 +
-                            f * (0.05550410866607508 + f * (0.0096181422696537591 + f * 0.0013333417185814622))));
-    rest = lo + hi * p;
+    gather_rows<64>(exp_tables::kExp2d2_64, kb, hi, lo);
+    // 2^f - 1 = f q(f), q by Estrin's scheme: its three pairs are independent,
+    // so the chain from f to the result is four operations shorter than
+    // Horner's; hi f is formed beside q.
+    const vd2 f2 = f * f;
+    const vd2 q = (0.69314718055994529 + f * 0.24022650695884967) +
+                  f2 * ((0.05550410866607508 + f * 0.0096181422696537591) + f2 * 0.0013333417185814622);
+    rest = lo + (hi * f) * q;
   }
   // Overflow from 1024 up, zero below -1075, denormals between.
   static int scalar(const double *a, double *r) { return exp_double_scalar<DExp2>(*a, 1025.0, -1080.0, r); }

@@ -99,6 +99,28 @@ template <class Core> int exp_double_scalar(double x, double ovf, double unf, do
   return status_of(*r);
 }
 
+// The lane test on the high word of |x|, signed, as a lane mask whose sign
+// bits alone are meaningful: the frame reads lane masks only through their
+// sign bits (movmskpd), so the high word's comparison result is left in place
+// instead of being copied over the low word, which saves a shuffle per vector.
+inline vl2 high_word_above(vd2 x, int32_t bound) {
+  return as<vl2>(as<vi4>(as<vq2>(x) & 0x7fffffffffffffffull) > bound);
+}
+
+// Gathers two-part rows by the low bits of the integer lanes kb, where
+// `Rows` is a power of two. The lanes go through memory and come back as two
+// 32-bit integer loads: SSSE3 has no 64-bit lane extract, and each move out of
+// the vector unit would take a slot of the pipes the arithmetic runs on; the
+// stack round trip uses the store and load units instead.
+template <int Rows> inline void gather_rows(const double (*table)[2], vq2 kb, vd2 &hi, vd2 &lo) {
+  alignas(16) uint32_t w[4];
+  store(w, kb);
+  __asm__("" : "+m"(w));  // the round trip through memory stays
+  const __m128d r0 = _mm_load_pd(table[w[0] & (Rows - 1)]), r1 = _mm_load_pd(table[w[2] & (Rows - 1)]);
+  hi = as<vd2>(_mm_unpacklo_pd(r0, r1));
+  lo = as<vd2>(_mm_unpackhi_pd(r0, r1));
+}
+
 // The lane formula of the d kernels of one kernel for all tiers: K::parts
 // gives the exponent field e and 2^(j/N) e^r as hi + rest; the result is
 // 2^n (hi + rest), and the lane test is on the high word of |x|.
@@ -107,7 +129,7 @@ template <class K> struct ScaledExpLanes {
     vq2 e;
     vd2 hi, rest;
     K::parts(x, e, hi, rest);
-    bad = high_word_gt(as<vl2>(as<vq2>(x) & 0x7fffffffffffffffull), K::kLaneBound);
+    bad = high_word_above(x, K::kLaneBound);
     return as<vd2>(as<vq2>(hi + rest) + e);
   }
 };
