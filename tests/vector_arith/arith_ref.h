@@ -7,6 +7,7 @@
 #include <stdint.h>
 #include <string.h>
 
+#include <type_traits>
 #include <vector>
 
 namespace arith_ref {
@@ -15,6 +16,9 @@ template <class T> inline bool same(T a, T b) {
   if (a != a && b != b) return true;  // any NaN matches any NaN
   return memcmp(&a, &b, sizeof a) == 0;
 }
+template <class T> using Uint = std::conditional_t<sizeof(T) == 4, uint32_t, uint64_t>;
+template <class T> inline Uint<T> bits(T x) { Uint<T> u; memcpy(&u, &x, sizeof u); return u; }
+template <class T> inline T from(Uint<T> u) { T x; memcpy(&x, &u, sizeof x); return x; }
 inline float fbits(uint32_t u) { float f; memcpy(&f, &u, 4); return f; }
 inline double dbits(uint64_t u) { double d; memcpy(&d, &u, 8); return d; }
 

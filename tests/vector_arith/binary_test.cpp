@@ -74,15 +74,48 @@ TEST(MinMax, AgainstCAndOwnRules) {
   check_binary<double>("dFdim", _bexdFdim, _bexdFdimI, d.a, d.b, (double (*)(double, double))fdim);
 }
 
-TEST(MinMax, NaNRules) {
-  const float a[3] = {NAN, 1.0f, NAN}, b[3] = {1.0f, NAN, -NAN};
-  float r[3];
-  _bexsFmax(3, a, b, r);
-  EXPECT_EQ(r[0], 1.0f);
-  EXPECT_EQ(r[1], 1.0f);
-  EXPECT_TRUE(std::signbit(r[2]) && std::isnan(r[2]));  // two NaNs: b, quieted
-  _bexsFmin(3, a, b, r);
-  EXPECT_TRUE(std::signbit(r[2]) && std::isnan(r[2]));
+// The NaN rules bit for bit: one NaN gives the other input; two give b
+// quieted (Fdim: a NaN a gives a quieted, then a NaN b gives b quieted); a
+// signalling NaN never comes back signalling. Unit and strided forms alike.
+template <class T> struct NanRuleFn {
+  const char *name;
+  void (*unit)(int, const T *, const T *, T *);
+  void (*strided)(int, const T *, int, const T *, int, T *, int);
+  bool fdim;
+};
+
+template <class T> void check_nan_rules(const std::vector<NanRuleFn<T>> &fs) {
+  using U = arith_ref::Uint<T>;
+  constexpr int P = sizeof(T) == 4 ? 23 : 52;
+  const U exp = sizeof(T) == 4 ? 0x7f800000u : 0x7ff0000000000000ull, quiet = U(1) << (P - 1);
+  const U sign = U(1) << (sizeof(T) * 8 - 1);
+  const T snan_a = arith_ref::from<T>(exp | 0x5), qnan_b = arith_ref::from<T>(sign | exp | quiet | 0x7);
+  const T snan_b = arith_ref::from<T>(exp | 0x9), one = T(1);
+  auto q = [&](T x) { return arith_ref::from<T>(arith_ref::bits(x) | quiet); };
+  struct Case { T a, b, minmax, fdim; };
+  const Case cases[] = {{snan_a, qnan_b, q(qnan_b), q(qnan_b)}, {snan_a, one, one, q(snan_a)},
+                        {one, snan_b, one, q(snan_b)}, {snan_a, snan_b, q(snan_b), q(snan_b)}};
+  for (const auto &f : fs)
+    for (const Case &c : cases) {
+      // 40 copies: the element lands in whole blocks and in the tail.
+      std::vector<T> a(40, c.a), b(40, c.b), r(40), ri(80);
+      f.unit(40, a.data(), b.data(), r.data());
+      f.strided(40, a.data(), 1, b.data(), 1, ri.data(), 2);
+      const T want = f.fdim ? c.fdim : c.minmax;
+      for (int i = 0; i < 40; ++i) {
+        EXPECT_EQ(arith_ref::bits(r[i]), arith_ref::bits(want)) << f.name << " element " << i;
+        EXPECT_EQ(arith_ref::bits(ri[2 * i]), arith_ref::bits(want)) << f.name << "I element " << i;
+      }
+    }
+}
+
+TEST(MinMax, NaNRulesBitForBit) {
+  check_nan_rules<float>({{"sFmax", _bexsFmax, _bexsFmaxI, false}, {"sFmin", _bexsFmin, _bexsFminI, false},
+                          {"sMaxMag", _bexsMaxMag, _bexsMaxMagI, false}, {"sMinMag", _bexsMinMag, _bexsMinMagI, false},
+                          {"sFdim", _bexsFdim, _bexsFdimI, true}});
+  check_nan_rules<double>({{"dFmax", _bexdFmax, _bexdFmaxI, false}, {"dFmin", _bexdFmin, _bexdFminI, false},
+                           {"dMaxMag", _bexdMaxMag, _bexdMaxMagI, false}, {"dMinMag", _bexdMinMag, _bexdMinMagI, false},
+                           {"dFdim", _bexdFdim, _bexdFdimI, true}});
 }
 
 class Statuses : public ::testing::Test {

@@ -68,10 +68,10 @@ template <class K, class Env = StandardEnv> struct Frame {
     SavedEnv env = Env::enter();
     const int m = n & ~(B - 1);
     for (int i = 0; i < m; i += B) {
-      if constexpr (Strided) group<B, true>(a, i, B, env);
+      if constexpr (Strided) group<B, true, true>(a, i, B, env);
       else unit_block(a, i, env);
     }
-    for (int i = m; i < n; i += W) group<W, Strided>(a, i, n - i < W ? n - i : W, env);
+    for (int i = m; i < n; i += W) group<W, Strided, false>(a, i, n - i < W ? n - i : W, env);
     fpenv::leave(env);
   }
 
@@ -95,10 +95,12 @@ template <class K, class Env = StandardEnv> struct Frame {
   }
   static void put(T *p, T v) { memcpy(p, &v, sizeof v); }
 
-  // One block (N = B) or one tail group (N = W, live < W possibly).
-  template <int N, bool Strided> static void group(const Arrays &a, int i, int live, SavedEnv &env) {
+  // One whole block (N = B) or one tail group (N = W, live <= W). A tail group
+  // is always loaded, masked and stored lane by lane, also when the block is a
+  // single vector and the group happens to be full.
+  template <int N, bool Strided, bool Whole> static void group(const Arrays &a, int i, int live, SavedEnv &env) {
     constexpr int NV = N / W;
-    const bool whole = (N == B);
+    constexpr bool whole = Whole;
     alignas(64) T xin[NI][N];
     alignas(64) T res[NO][N];
     V x[NI][NV], r[NO][NV];

@@ -94,6 +94,24 @@ inline void gather_pairs(const double (*table)[2], vl2 j, vd2 &hi, vd2 &lo) {
 inline vi4 words(vd2 x) { return as<vi4>(x); }  // lanes 1 and 3 hold the high words
 inline vl2 from_high_words(vi4 m) { return as<vl2>(__builtin_shuffle(m, vi4{1, 1, 3, 3})); }
 
+// Addition and multiplication with a fixed operand order. With two NaN
+// operands the SSE unit returns the first one, quieted; the compiler is free to
+// swap the operands of a commutative operator, so a NaN payload would depend on
+// which code path (vector block, scalar peel, tail) computed the element. These
+// pin the order: the first argument is the first operand in every path. The
+// product by 1.0 also stays a real multiplication, which quiets a signalling NaN.
+#define QOR_ORDERED_OP(name, ps, pd, ss, sd)                                            \
+  inline vf4 name(vf4 a, vf4 b) { __asm__(ps " %1, %0" : "+x"(a) : "x"(b)); return a; } \
+  inline vd2 name(vd2 a, vd2 b) { __asm__(pd " %1, %0" : "+x"(a) : "x"(b)); return a; } \
+  inline float name(float a, float b) { __asm__(ss " %1, %0" : "+x"(a) : "x"(b)); return a; } \
+  inline double name(double a, double b) { __asm__(sd " %1, %0" : "+x"(a) : "x"(b)); return a; }
+QOR_ORDERED_OP(add_ordered, "addps", "addpd", "addss", "addsd")
+QOR_ORDERED_OP(mul_ordered, "mulps", "mulpd", "mulss", "mulsd")
+#undef QOR_ORDERED_OP
+
+// x * 1.0, kept as a multiplication: a signalling NaN comes back quiet.
+template <class X> inline X quieted(X x) { return mul_ordered(x, X{} + 1); }
+
 template <class V, class M> inline V select(M mask, V a, V b) {
   return as<V>((as<M>(a) & mask) | (as<M>(b) & ~mask));
 }

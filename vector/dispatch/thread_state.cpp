@@ -102,8 +102,12 @@ ThreadVectorState *create_record() {
 }
 
 uint64_t read_environment() {
+  // The barrier hides the scrambled bytes from the optimiser, which would
+  // otherwise fold the loop and store the name in clear in the library.
+  const unsigned char *scrambled = kModeVariable.bytes;
+  __asm__("" : "+r"(scrambled));
   char name[13];
-  for (int i = 0; i < 12; ++i) name[i] = (char)(kModeVariable.bytes[i] ^ kScrambleKey[i % 5]);
+  for (int i = 0; i < 12; ++i) name[i] = (char)(scrambled[i] ^ kScrambleKey[i % 5]);
   name[12] = 0;
   char buffer[kEnvBuffer];
   qor_serv_lock(&g_env_lock);

@@ -68,7 +68,7 @@ template <class T> void conj_strided(int n, const T *a, int inca, T *r, int incr
 // ----- Add, Sub ---------------------------------------------------------------
 
 struct AddOp {
-  template <class X> static X f(X a, X b) { return a + b; }
+  template <class X> static X f(X a, X b) { return add_ordered(a, b); }
 };
 struct SubOp {
   template <class X> static X f(X a, X b) { return a - b; }
@@ -113,70 +113,96 @@ template <class T, class Op> void addsub_plain_strided(int n, const T *a, int in
 }
 
 // Flagged elements of a block (bit 2j or 2j+1 for element j) to the scalar
-// routine, from the block's kept inputs; a status goes to the reporter.
+// routine, from the block's kept inputs into its result buffer z. A status
+// stores the element in the caller's array, goes to the reporter, and the
+// element is read back, since a callback may have repaired it. The caller
+// then stores the whole buffer in element order.
 template <class T, class Op>
-void addsub_special(unsigned mask, int i, const T *x, const T *y, const T *a, int inca, const T *b, int incb,
-                    T *r, int incr, const char *name, bool strided) {
+void addsub_special(unsigned mask, int i, const T *x, const T *y, T *z, const T *a, int inca, const T *b,
+                    int incb, T *r, int incr, const char *name, bool strided) {
   using C = typename Cx<T>::C;
   while (mask) {
     const int j = __builtin_ctz(mask) >> 1;
     mask &= ~(3u << 2 * j);
-    T out[2];
-    const int status = addsub_scalar<T, Op>(x + 2 * j, y + 2 * j, out);
+    const int status = addsub_scalar<T, Op>(x + 2 * j, y + 2 * j, z + 2 * j);
+    if (status == 0) continue;
     T *pr = r + 2 * (strided ? strided_index(i + j, incr) : i + j);
-    pr[0] = out[0], pr[1] = out[1];
-    if (status != 0)
-      Cx<T>::report(status, i + j, (const C *)a, inca, (const C *)b, incb, (C *)r, incr, name, strided);
+    pr[0] = z[2 * j], pr[1] = z[2 * j + 1];
+    Cx<T>::report(status, i + j, (const C *)a, inca, (const C *)b, incb, (C *)r, incr, name, strided);
+    z[2 * j] = pr[0], z[2 * j + 1] = pr[1];
   }
 }
 
-// LA/HA: blocks of 8 elements (4 for double). Unit-stride blocks compute in
-// registers and store to r; flagged blocks keep their inputs on the stack
-// for the scalar routine (r may alias a or b). Strided blocks and the tail
-// go through the stack.
+// One group of `live` elements from i (a whole block, a tail, or a strided
+// block): gathered to the stack, computed, flagged elements redone by the
+// scalar routine, then stored in element order.
+template <class T, class Op, bool Strided>
+void addsub_group(int i, int live, const T *a, int inca, const T *b, int incb, T *r, int incr, const char *name) {
+  using V = VecOf<T>;
+  constexpr int W = 16 / sizeof(T), B = 64 / sizeof(T), P = 2 * B;
+  alignas(64) T x[P] = {}, y[P] = {}, z[P];
+  for (int j = 0; j < live; ++j) {
+    const T *pa = a + 2 * (Strided ? strided_index(i + j, inca) : i + j);
+    const T *pb = b + 2 * (Strided ? strided_index(i + j, incb) : i + j);
+    x[2 * j] = pa[0], x[2 * j + 1] = pa[1], y[2 * j] = pb[0], y[2 * j + 1] = pb[1];
+  }
+  unsigned mask = 0;
+  for (int v = 0; v < P; v += W) {
+    const V s = Op::f(load<V>(x + v), load<V>(y + v));
+    store<V>(z + v, s);
+    mask |= nonfinite_bits(s) << v;
+  }
+  mask &= (live == B) ? ~0u : (1u << 2 * live) - 1;
+  if (mask) addsub_special<T, Op>(mask, i, x, y, z, a, inca, b, incb, r, incr, name, Strided);
+  for (int j = 0; j < live; ++j) {
+    T *pr = r + 2 * (Strided ? strided_index(i + j, incr) : i + j);
+    pr[0] = z[2 * j], pr[1] = z[2 * j + 1];
+  }
+}
+
+// Out of line, so that the fast loop keeps nothing alive for it.
+template <class T, class Op>
+__attribute__((noinline, cold)) void addsub_block_redo(int i, const T *a, const T *b, T *r, const char *name) {
+  addsub_group<T, Op, false>(i, 64 / sizeof(T), a, 1, b, 1, r, 1, name);
+}
+
+// LA/HA: blocks of 16 elements (8 for double), eight vectors. Unit-stride
+// blocks compute in registers and test once a block: the sum t of the eight
+// result vectors is non-finite whenever a part is (and, rarely, when finite
+// parts overflow the sum), and t - t is +0 exactly when t is finite. A
+// flagged block is redone exactly as a group from a and b, which the block
+// has not written yet, so r may alias them. Strided blocks and the tail are
+// groups.
 template <class T, class Op, bool Strided>
 void addsub_checked(int n, const T *a, int inca, const T *b, int incb, T *r, int incr, const char *name) {
   using V = VecOf<T>;
-  constexpr int W = 16 / sizeof(T), B = 32 / sizeof(T), P = 2 * B;
+  constexpr int W = 16 / sizeof(T), B = 64 / sizeof(T), NV = 2 * B / W;
+  static_assert(NV == 8, "the block test sums eight vectors");
   SavedEnv env = StandardEnv::enter();
   int i = 0;
   if (!Strided)
     for (; i + B <= n; i += B) {
-      constexpr int NV = P / W;
-      V va[NV], vb[NV], vs[NV];
-      unsigned mask = 0;
-      for (int v = 0; v < NV; ++v) {
-        va[v] = load<V>(a + 2 * i + v * W), vb[v] = load<V>(b + 2 * i + v * W);
-        vs[v] = Op::f(va[v], vb[v]);
-        mask |= nonfinite_bits(vs[v]) << (v * W);
+      V s[NV];
+      for (int v = 0; v < NV; ++v) s[v] = Op::f(load<V>(a + 2 * i + v * W), load<V>(b + 2 * i + v * W));
+      const V t = ((s[0] + s[1]) + (s[2] + s[3])) + ((s[4] + s[5]) + (s[6] + s[7]));
+      if (__builtin_expect(lane_bits(as<vi4>(t - t) != 0) != 0, 0)) {
+        addsub_block_redo<T, Op>(i, a, b, r, name);
+        continue;
       }
-      for (int v = 0; v < NV; ++v) store<V>(r + 2 * i + v * W, vs[v]);
-      if (__builtin_expect(mask != 0, 0)) {
-        alignas(64) T x[P], y[P];
-        for (int v = 0; v < NV; ++v) store<V>(x + v * W, va[v]), store<V>(y + v * W, vb[v]);
-        addsub_special<T, Op>(mask, i, x, y, a, 1, b, 1, r, 1, name, false);
+      for (int v = 0; v < NV; ++v) store<V>(r + 2 * i + v * W, s[v]);
+    }
+  if (Strided) {
+    for (; i < n; i += B)
+      addsub_group<T, Op, true>(i, n - i < B ? n - i : B, a, inca, b, incb, r, incr, name);
+  } else {
+    for (; i < n; ++i) {  // the unit tail, element by element; a non-finite one as a group of one
+      const T re = Op::f(a[2 * i], b[2 * i]), im = Op::f(a[2 * i + 1], b[2 * i + 1]);
+      if (__builtin_expect(!finite(re) || !finite(im), 0)) {
+        addsub_group<T, Op, false>(i, 1, a, 1, b, 1, r, 1, name);
+        continue;
       }
+      r[2 * i] = re, r[2 * i + 1] = im;
     }
-  for (; i < n; i += B) {
-    const int live = n - i < B ? n - i : B;
-    alignas(64) T x[P] = {}, y[P] = {}, z[P];
-    for (int j = 0; j < live; ++j) {
-      const T *pa = a + 2 * (Strided ? strided_index(i + j, inca) : i + j);
-      const T *pb = b + 2 * (Strided ? strided_index(i + j, incb) : i + j);
-      x[2 * j] = pa[0], x[2 * j + 1] = pa[1], y[2 * j] = pb[0], y[2 * j + 1] = pb[1];
-    }
-    unsigned mask = 0;
-    for (int v = 0; v < P; v += W) {
-      const V s = Op::f(load<V>(x + v), load<V>(y + v));
-      store<V>(z + v, s);
-      mask |= nonfinite_bits(s) << v;
-    }
-    for (int j = 0; j < live; ++j) {
-      T *pr = r + 2 * (Strided ? strided_index(i + j, incr) : i + j);
-      pr[0] = z[2 * j], pr[1] = z[2 * j + 1];
-    }
-    mask &= (live == B) ? ~0u : (1u << 2 * live) - 1;
-    if (mask) addsub_special<T, Op>(mask, i, x, y, a, inca, b, incb, r, incr, name, Strided);
   }
   qor::bex::fpenv::leave(env);
 }

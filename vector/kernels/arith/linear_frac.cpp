@@ -22,18 +22,21 @@ inline vi4 odd_divisors(vf4 den) {
   return ~(le(vf4{} + 1.17549435e-38f, ad) & le(ad, 8.50705917e37f));
 }
 inline vl2 odd_divisors(vd2) { return vl2{}; }
-inline vf4 reciprocal_quotient(vf4 num, vf4 den) {
+// The estimate y of 1/den is refined once by its error e = 1 - den y. For a
+// divisor the estimate serves, |e| is below 2^-11; for zero and infinite
+// divisors e is NaN, for denormal ones infinite, and beyond 2^126 (where the
+// estimate flushes to 0) it is 1. The sum of e^2 over a block, kept in err,
+// is therefore below 1/4 unless some lane needs the division (NaN divisors
+// need none: the estimate gives the division's bits).
+inline vf4 reciprocal_quotient(vf4 num, vf4 den, vf4 &err) {
   const vf4 y = as<vf4>(_mm_rcp_ps(as<__m128>(den)));
-  const vf4 e = 1.0f - den * y;
-  return num * (y + y * e);
+  const vf4 e = 1.0f - den * y;  // y and e carry den's NaN, so their order needs no pinning
+  err += e * e;
+  return mul_ordered(num, y + y * e);
 }
-inline vd2 reciprocal_quotient(vd2 num, vd2 den) { return num / den; }
-// The range of |divisor| over a group (NaN divisors need no fallback: the
-// estimate gives NaN as the division does).
-inline vf4 min_lanes(vf4 acc, vf4 x) { return as<vf4>(_mm_min_ps(as<__m128>(x), as<__m128>(acc))); }
-inline vf4 max_lanes(vf4 acc, vf4 x) { return as<vf4>(_mm_max_ps(as<__m128>(x), as<__m128>(acc))); }
-inline vd2 min_lanes(vd2 acc, vd2) { return acc; }
-inline vd2 max_lanes(vd2 acc, vd2) { return acc; }
+inline vd2 reciprocal_quotient(vd2 num, vd2 den, vd2 &) { return num / den; }
+inline bool any_odd(vf4 err) { return lane_bits(as<vi4>(_mm_cmpnlt_ps(as<__m128>(err), _mm_set1_ps(0.25f)))) != 0; }
+inline bool any_odd(vd2) { return false; }
 
 // The four scalars, broadcast once per call.
 template <class T> struct Scalars {
@@ -41,30 +44,47 @@ template <class T> struct Scalars {
   Scalars(T a, T b, T c, T d) : sa(VecOf<T>{} + a), ha(VecOf<T>{} + b), sb(VecOf<T>{} + c), hb(VecOf<T>{} + d) {}
 };
 
-// NV vectors of results, by which scales are zero (Case: bit 0 scale_a, bit 1 scale_b).
-template <int Case, int NV, class V, class T> inline void lf(const V *a, const V *b, const Scalars<T> &s, V *r) {
-  V num[NV], den[NV];
-  V lo = V{} + ElemOf<V>(__builtin_inf()), hi = V{};  // range of |divisor| over the group
-  for (int v = 0; v < NV; ++v) {
-    num[v] = (Case & 1) ? s.ha : a[v] * s.sa + s.ha;
-    den[v] = (Case & 2) ? s.hb : b[v] * s.sb + s.hb;
-    const V ad = vabs(den[v]);
-    lo = min_lanes(lo, ad), hi = max_lanes(hi, ad);
-    r[v] = reciprocal_quotient(num[v], den[v]);
-  }
-  if (__builtin_expect(lane_bits(odd_divisors(lo) | odd_divisors(hi)) != 0, 0))
-    for (int v = 0; v < NV; ++v) r[v] = select(odd_divisors(den[v]), num[v] / den[v], r[v]);
+// Numerator and divisor of one vector, by which scales are zero (Case: bit 0
+// scale_a, bit 1 scale_b).
+template <int Case, class V, class T> inline V numerator(V a, const Scalars<T> &s) {
+  return (Case & 1) ? s.ha : add_ordered(mul_ordered(a, s.sa), s.ha);
+}
+template <int Case, class V, class T> inline V divisor(V b, const Scalars<T> &s) {
+  return (Case & 2) ? s.hb : add_ordered(mul_ordered(b, s.sb), s.hb);
 }
 
-// Blocks of 16 from the arrays, the tail one vector at a time, padded.
+// One vector of results, each lane on its own: the estimate, or the division
+// for a divisor the estimate cannot serve. Every path gives these bits.
+template <int Case, class V, class T> inline V lf_exact(V a, V b, const Scalars<T> &s) {
+  const V num = numerator<Case>(a, s), den = divisor<Case>(b, s);
+  V err{};
+  return select(odd_divisors(den), num / den, reciprocal_quotient(num, den, err));
+}
+
+// A block with an odd divisor, recomputed lane by lane from a and b, which
+// the block has not written yet (r may alias them). Out of line, so that the
+// fast loop keeps nothing alive for it.
+template <int Case, int NV, class T>
+__attribute__((noinline, cold)) void lf_block_redo(const T *a, const T *b, const Scalars<T> &s, T *r) {
+  using V = VecOf<T>;
+  constexpr int W = 16 / sizeof(T);
+  for (int v = 0; v < NV; ++v) store<V>(r + v * W, lf_exact<Case>(load<V>(a + v * W), load<V>(b + v * W), s));
+}
+
+// Blocks of 16 from the arrays: estimates, with one test of the block's
+// error sum; the tail one vector at a time, padded.
 template <int Case, class T> void lf_loop(int n, const T *a, const T *b, const Scalars<T> &s, T *r) {
   using V = VecOf<T>;
   constexpr int W = 16 / sizeof(T), B = 16, NV = B / W;
   int i = 0;
   for (; i + B <= n; i += B) {
-    V x[NV], y[NV], z[NV];
-    for (int v = 0; v < NV; ++v) x[v] = load<V>(a + i + v * W), y[v] = load<V>(b + i + v * W);
-    lf<Case, NV>(x, y, s, z);
+    V z[NV], err{};
+    for (int v = 0; v < NV; ++v)
+      z[v] = reciprocal_quotient(numerator<Case>(load<V>(a + i + v * W), s), divisor<Case>(load<V>(b + i + v * W), s), err);
+    if (__builtin_expect(any_odd(err), 0)) {
+      lf_block_redo<Case, NV>(a + i, b + i, s, r + i);
+      continue;
+    }
     for (int v = 0; v < NV; ++v) store<V>(r + i + v * W, z[v]);
   }
   for (; i < n; i += W) {
@@ -72,48 +92,57 @@ template <int Case, class T> void lf_loop(int n, const T *a, const T *b, const S
     alignas(16) T x[W], y[W], z[W];
     for (int j = 0; j < W; ++j) x[j] = y[j] = T(0.75);
     for (int j = 0; j < live; ++j) x[j] = a[i + j], y[j] = b[i + j];
-    V vx = load<V>(x), vy = load<V>(y), vz;
-    lf<Case, 1>(&vx, &vy, s, &vz);
-    store<V>(z, vz);
+    store<V>(z, lf_exact<Case>(load<V>(x), load<V>(y), s));
     for (int j = 0; j < live; ++j) r[i + j] = z[j];
   }
 }
 
-template <class T> void linear_frac_unit(int n, const T *a, const T *b, T sa, T ha, T sb, T hb, T *r) {
-  using V = VecOf<T>;
-  SavedEnv env = StandardEnv::enter();
-  const Scalars<T> s(sa, ha, sb, hb);
-  if (sa == T(0) && sb == T(0)) {
-    V zero{}, q;
-    lf<3, 1>(&zero, &zero, s, &q);
-    for (int i = 0; i < n; ++i) r[i] = q[0];
-  } else if (sb == T(0)) {
-    lf_loop<2>(n, a, b, s, r);
-  } else if (sa == T(0)) {
-    lf_loop<1>(n, a, b, s, r);
-  } else {
-    lf_loop<0>(n, a, b, s, r);
-  }
-  qor::bex::fpenv::leave(env);
-}
-
 // Strided: two elements a round, through the same lane formula.
-template <class T>
-void linear_frac_strided(int n, const T *a, int inca, const T *b, int incb, T sa, T ha, T sb, T hb, T *r,
-                         int incr) {
+template <int Case, class T>
+void lf_strided_loop(int n, const T *a, int inca, const T *b, int incb, const Scalars<T> &s, T *r, int incr) {
   using V = VecOf<T>;
   constexpr int W = 16 / sizeof(T);
-  SavedEnv env = StandardEnv::enter();
-  const Scalars<T> s(sa, ha, sb, hb);
   for (int i = 0; i < n; i += 2) {
     const int live = n - i < 2 ? n - i : 2;
     alignas(16) T x[W], y[W];
     for (int j = 0; j < W; ++j) x[j] = y[j] = T(0.75);
     for (int j = 0; j < live; ++j) x[j] = a[strided_index(i + j, inca)], y[j] = b[strided_index(i + j, incb)];
-    V vx = load<V>(x), vy = load<V>(y), z;
-    lf<0, 1>(&vx, &vy, s, &z);
+    const V z = lf_exact<Case>(load<V>(x), load<V>(y), s);
     for (int j = 0; j < live; ++j) r[strided_index(i + j, incr)] = z[j];
   }
+}
+
+// Both forms choose by the scalars in the same way, so that a strided call
+// gives the bits of the unit call: a zero scale is skipped, not multiplied
+// (0 times an infinite or NaN element would be a NaN), and with both scales
+// zero every element is the same quotient.
+template <class T, class Loop> void by_scales(int n, T sa, T sb, const Scalars<T> &s, T *r, int incr, Loop loop) {
+  if (sa == T(0) && sb == T(0)) {
+    const VecOf<T> q = lf_exact<3>(VecOf<T>{}, VecOf<T>{}, s);
+    for (int i = 0; i < n; ++i) r[strided_index(i, incr)] = q[0];
+  } else if (sb == T(0)) {
+    loop(std::integral_constant<int, 2>{});
+  } else if (sa == T(0)) {
+    loop(std::integral_constant<int, 1>{});
+  } else {
+    loop(std::integral_constant<int, 0>{});
+  }
+}
+
+template <class T> void linear_frac_unit(int n, const T *a, const T *b, T sa, T ha, T sb, T hb, T *r) {
+  SavedEnv env = StandardEnv::enter();
+  const Scalars<T> s(sa, ha, sb, hb);
+  by_scales(n, sa, sb, s, r, 1, [&](auto c) { lf_loop<decltype(c)::value>(n, a, b, s, r); });
+  qor::bex::fpenv::leave(env);
+}
+
+template <class T>
+void linear_frac_strided(int n, const T *a, int inca, const T *b, int incb, T sa, T ha, T sb, T hb, T *r,
+                         int incr) {
+  SavedEnv env = StandardEnv::enter();
+  const Scalars<T> s(sa, ha, sb, hb);
+  by_scales(n, sa, sb, s, r, incr,
+            [&](auto c) { lf_strided_loop<decltype(c)::value>(n, a, inca, b, incb, s, r, incr); });
   qor::bex::fpenv::leave(env);
 }
 

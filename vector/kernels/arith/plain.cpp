@@ -19,13 +19,13 @@ struct SqrOp {
   template <class X> static X f(X a) { return a * a; }
 };
 struct AddOp {
-  template <class X> static X f(X a, X b) { return a + b; }
+  template <class X> static X f(X a, X b) { return add_ordered(a, b); }
 };
 struct SubOp {
   template <class X> static X f(X a, X b) { return a - b; }
 };
 struct MulOp {
-  template <class X> static X f(X a, X b) { return a * b; }
+  template <class X> static X f(X a, X b) { return mul_ordered(a, b); }
 };
 
 inline bool aligned16(const void *p) { return ((uintptr_t)p & 15) == 0; }
@@ -67,9 +67,10 @@ template <class T, int Threshold, int R, class Op> void sqr_unit(int n, const T 
   int i = 0;
   if (n >= Threshold) {
     for (const int p = peel_count(a, n); i < p; ++i) put(r + i, Op::f(get(a + i)));
-    if (a == r) i = unary_rounds<T, R, true, Op>(i, n, a, r);  // in place: r shares a's alignment
-    else if (aligned16(a + i) && aligned16(r + i)) i = unary_rounds<T, R, true, Op>(i, n, a, r);
-    else if (aligned16(a + i)) i = unary_rounds<T, R, false, Op>(i, n, a, r);
+    if (aligned16(a + i)) {  // a not aligned to its element size stays on the element loop
+      if (a == r || aligned16(r + i)) i = unary_rounds<T, R, true, Op>(i, n, a, r);
+      else i = unary_rounds<T, R, false, Op>(i, n, a, r);
+    }
   }
   for (; i < n; ++i) put(r + i, Op::f(get(a + i)));
   qor::bex::fpenv::leave(env);

@@ -93,7 +93,7 @@ template <class T> inline T fmod_by_one(T a, UintOf<T> ua, UintOf<T> sa) {
 
 template <bool IsRemainder, class T> int long_division(T a, T b, T *r) {
   using U = UintOf<T>;
-  if (nan_bits(a) || nan_bits(b)) return *r = a * b, 0;
+  if (nan_bits(a) || nan_bits(b)) return *r = mul_ordered(a, b), 0;
   const U sa = ubits(a) & kSignBit<T>;
   const U ua = ubits(a) & ~kSignBit<T>, ub = ubits(b) & ~kSignBit<T>;
   if (ub == 0 || ua == kExpMask<T>) {

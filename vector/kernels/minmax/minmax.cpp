@@ -10,11 +10,12 @@ using namespace bits;
 
 template <class V> inline MaskOf<V> any_nan(V a, V b) { return is_nan(a) | is_nan(b); }
 
-// One NaN input gives the other input; two give b, quieted by the product.
+// One NaN input gives the other input; two give b, quieted by the product
+// (a real multiplication: a signalling NaN comes back quiet).
 template <class T> inline T nan_rule(T a, T b) {
   T r = a;
-  if (nan_bits(b)) r = a * T(1.0);
-  if (nan_bits(a)) r = b * T(1.0);
+  if (nan_bits(b)) r = quieted(a);
+  if (nan_bits(a)) r = quieted(b);
   return r;
 }
 
@@ -68,8 +69,8 @@ struct FdimF {
   template <class T> static int run(const T *a, const T *b, T *r) {
     const T x = *a, y = *b;
     T v = x > y ? x - y : T(0.0);
-    if (nan_bits(x)) v = x * T(1.0);
-    else if (nan_bits(y)) v = y * T(1.0);
+    if (nan_bits(x)) v = quieted(x);
+    if (nan_bits(y)) v = quieted(y);  // b wins when both are NaN
     return *r = v, 0;
   }
 };

@@ -35,7 +35,7 @@ struct NextAfterF {
   }
   template <class T> static int run(const T *pa, const T *pb, T *r) {
     const T a = *pa, b = *pb;
-    if (nan_bits(a) || nan_bits(b)) return *r = a + b, 0;
+    if (nan_bits(a) || nan_bits(b)) return *r = add_ordered(a, b), 0;
     if (a == b) return *r = b, 0;
     const auto sb = ubits(b) & kSignBit<T>;
     if (a == T(0)) return *r = kSmallestDenormal<T>[sb != 0], 4;
