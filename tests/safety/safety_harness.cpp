@@ -948,7 +948,7 @@ void Sweep::run_pack_case(const Case &c) {
   Placed a, y, idx;
   const long inc = c.inc[0];
   auto fill_from_pool = [&](Placed &p, int count, long first) {
-    for (int j = 0; j < count; ++j) memcpy(p.at(first + j), &pool[0][(size_t)j * es], es);
+    for (int j = 0; j < count; ++j) memcpy(p.at(first + j), &pool[0][(size_t)(j % (kMaxN + 1)) * es], es);
   };
   switch (sh) {
     case PACKI:
