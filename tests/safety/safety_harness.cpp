@@ -194,19 +194,18 @@ uint64_t get_comp(const uint8_t *p, int comp) {
   memcpy(&b, p, comp);
   return b;
 }
-// The real part widened to double, as the reporter's record holds it.
-uint64_t widened(const uint8_t *p, int comp) {
-  double d;
-  if (comp == 4) {
-    float f;
-    memcpy(&f, p, 4);
-    d = f;
-  } else {
-    memcpy(&d, p, 8);
-  }
-  uint64_t b;
-  memcpy(&b, &d, 8);
-  return b;
+// The real part widened to double, as the reporter's record holds it: the
+// widening runs in the kernel's SSE state, so under denormals-are-zero a
+// single precision denormal becomes a zero.
+uint64_t widened(const uint8_t *p, int comp, bool daz) {
+  if (comp == 8) return get_comp(p, 8);
+  const uint32_t f = (uint32_t)get_comp(p, 4), state = daz ? 0x9fc0u : 0x1f80u, normal = 0x1f80u;
+  uint64_t d;
+  __asm__ volatile("ldmxcsr %2\n\tmovd %1, %%xmm0\n\tcvtss2sd %%xmm0, %%xmm0\n\tmovq %%xmm0, %0\n\tldmxcsr %3"
+                   : "=r"(d)
+                   : "r"(f), "m"(state), "m"(normal)
+                   : "xmm0");
+  return d;
 }
 
 std::string hex(const uint8_t *p, int size) {
@@ -385,7 +384,12 @@ extern "C" int record_report(BexErrorContext *c) {
   return 1;  // keep the kernel's value
 }
 
-constexpr unsigned kModeCallback = BEX_ERRMODE_CALLBACK, kModeNoerr = BEX_ERRMODE_NOERR;
+// The Mode words of a call: reports to the callback, ERRMODE_NOERR, and
+// reports to the callback with flush-to-zero and denormals-are-zero on.
+const unsigned kModes[] = {BEX_ERRMODE_CALLBACK | BEX_FTZDAZ_OFF, BEX_ERRMODE_NOERR | BEX_FTZDAZ_OFF,
+                           BEX_ERRMODE_CALLBACK | BEX_FTZDAZ_ON};
+const char *kModeNames[] = {"CALLBACK", "NOERR", "CALLBACK FTZ/DAZ"};
+constexpr int kModeCount = 3, kNoerr = 1;
 constexpr int kStatusSentinel = -7777;
 
 // ---------------------------------------------------------- scalar sets --
@@ -499,7 +503,7 @@ struct Case {
   int place[5] = {};
   long inc[4] = {1, 1, 1, 1};  // a, b, r1, r2 (Pack: the stride of the strided side)
   int alias = 0;               // 0 none, 1 r1 = a, 2 r1 = b, 3 r2 = a
-  int mode = 0;                // 0 callback, 1 NOERR
+  int mode = 0;                // index into kModes
   int fp = 0, sset = 0;
   int width = 1;               // Pack slots: the width flag
   uint64_t garbage = 0, seed = 0;
@@ -544,7 +548,7 @@ std::string describe(const Entry &e, const Case &c) {
     }
     snprintf(buf, sizeof buf, "%s via %s n=%d%s%s offsets:%s %s fp=%d scalars=%d seed=%llu", e.name.c_str(),
              form_name(e, c.form).c_str(), c.n, incs.c_str(), kAliasNames[c.alias], offs.c_str(),
-             c.mode ? "NOERR" : "CALLBACK", c.fp, c.sset, (unsigned long long)c.seed);
+             kModeNames[c.mode], c.fp, c.sset, (unsigned long long)c.seed);
   }
   return buf;
 }
@@ -594,7 +598,7 @@ Case random_case(const Entry &e, Rng &g, int n) {
   c.n = n;
   c.form = g.below(kForms);
   for (int k = 0; k < 5; ++k) c.place[k] = g.below(kPlacements);
-  c.mode = g.below(2);
+  c.mode = g.below(kModeCount);
   c.fp = g.chance(50) ? 0 : 1 + g.below(kFpCount - 1);
   c.sset = g.below(64);
   c.width = g.below(3);
@@ -624,7 +628,7 @@ std::vector<Case> make_cases(const Entry &e, bool full, uint64_t seed) {
         Case c;
         c.n = n, c.form = f;
         for (int k = 0; k < 5; ++k) c.place[k] = (p + 5 * k) % kPlacements;
-        c.mode = (counter / 7 + p) % 2;
+        c.mode = (counter / 7 + p) % kModeCount;
         c.fp = (counter + p + n) % kFpCount;
         c.sset = counter / 3 + n;
         c.width = (counter / 2 + n) % 3;
@@ -696,7 +700,7 @@ struct Sweep {
 
   // The n = 1 call of the unit form in `slot` on inputs pool[0][ia], pool[1][ib].
   const RefSet &ref(int slot, int mode, int sset, int kind, int k) {
-    const int key = ((slot * 2 + mode) * 64 + sset) * 3 + kind;
+    const int key = ((slot * kModeCount + mode) * 64 + sset) * 3 + kind;
     RefSet &r = refs[key];
     if (r.done.empty()) {
       for (int o = 0; o < e.nout; ++o) r.out[o].assign((size_t)(kMaxN + 1) * e.out_size(), 0);
@@ -711,7 +715,7 @@ struct Sweep {
     memcpy(in[1], &pool[1][(size_t)ib * e.in_size()], e.in_size());
     memset(out, 0, sizeof out);
     CallArgs c{1, {in[0], in[1]}, {1, 1}, {out[0], out[1]}, {1, 1}, &ssets[sset], false};
-    qor_bex_kernel_SetMode(mode ? kModeNoerr : kModeCallback);
+    qor_bex_kernel_SetMode(kModes[mode]);
     g_record_count = 0;
     invoke(unit, e.unit_tab->kernel[slot], c);
     for (int o = 0; o < e.nout; ++o) memcpy(&r.out[o][(size_t)k * e.out_size()], out[o], e.out_size());
@@ -779,7 +783,7 @@ void Sweep::run_case(const Case &c, int) {
     if (!((o == 0 && (c.alias == 1 || c.alias == 2)) || (o == 1 && c.alias == 3))) windows.push_back(&out[o]);
   for (const Placed *w : windows) snapshot(*w);
 
-  const unsigned mode = c.mode ? kModeNoerr : kModeCallback;
+  const unsigned mode = kModes[c.mode];
   qor_bex_kernel_SetMode(mode);
   const unsigned mode_before = qor_bex_kernel_GetMode();
   qor_bex_kernel_SetErrStatus(kStatusSentinel);
@@ -864,7 +868,7 @@ void Sweep::run_case(const Case &c, int) {
   }
 
   // Reports.
-  if (c.mode == 1) {
+  if (c.mode == kNoerr) {
     if (records) fail("%s: the callback ran %d times under ERRMODE_NOERR", desc.c_str(), records);
     if (status_after != kStatusSentinel)
       fail("%s: thread status %d under ERRMODE_NOERR", desc.c_str(), status_after);
@@ -901,8 +905,9 @@ void Sweep::run_case(const Case &c, int) {
     }
     if (!codes.empty()) {
       const Record &rec = recs[got[first].second];
-      const uint64_t want_r1 = widened(&r.out[0][(size_t)idx * osz], e.comp);
-      const uint64_t want_a1 = widened(&pool[0][(size_t)(kind == 1 ? 0 : idx) * isz], e.comp);
+      const bool daz = (mode & BEX_DENORMAL_MASK) == BEX_FTZDAZ_ON;
+      const uint64_t want_r1 = widened(&r.out[0][(size_t)idx * osz], e.comp, daz);
+      const uint64_t want_a1 = widened(&pool[0][(size_t)(kind == 1 ? 0 : idx) * isz], e.comp, daz);
       if (rec.r1 != want_r1 && c.inc[2] != 0)
         fail("%s: report of element %d carries r1 %016llx, the result is %016llx", desc.c_str(), k,
              (unsigned long long)rec.r1, (unsigned long long)want_r1);
