@@ -529,7 +529,7 @@ std::string describe(const Entry &e, const Case &c) {
     if (!used) continue;
     const int p = c.place[k];
     char one[48];
-    snprintf(one, sizeof one, " %s@%s", arr[k], p < 16 ? std::to_string(p).c_str() : p == 16 ? "flushlow" : "flushhigh");
+    snprintf(one, sizeof one, " %s@%s", is_pack(e.shape) && k == 2 ? "y" : arr[k], p < 16 ? std::to_string(p).c_str() : p == 16 ? "flushlow" : "flushhigh");
     offs += one;
   }
   if (is_pack(e.shape)) {
