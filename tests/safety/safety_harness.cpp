@@ -14,7 +14,8 @@
 //     no report names an index outside [0, n); under ERRMODE_NOERR the thread
 //     status and callback are untouched;
 //   - the caller's MXCSR and x87 control word survive the call, sticky flags
-//     included, and the Mode word is unchanged;
+//     included, results do not depend on them, and the Mode word is unchanged
+//     (Mode words: callback, ERRMODE_NOERR, callback with flush-to-zero);
 //   - NaN results of arithmetic entries are quiet, and the min/max family
 //     gives the quieted b for two NaNs.
 // Pack and Unpack are checked against a plain loop, through the entry points
@@ -756,13 +757,13 @@ struct Sweep {
     fail("%s slot %d: %s: %s gives %s", e.name.c_str(), slot, why.c_str(), args.c_str(), res.c_str());
   }
 
-  void run_case(const Case &c, int index);
+  void run_case(const Case &c);
   void run_pack_case(const Case &c);
 };
 
 // -------------------------------------------- numeric entries: one call --
 
-void Sweep::run_case(const Case &c, int) {
+void Sweep::run_case(const Case &c) {
   make_pools(c.seed);
   const int n = c.n, slot = slot_of_form(c.form);
   const int sset = c.sset % (int)ssets.size();
@@ -1064,7 +1065,7 @@ void run_child(const Entry &e, const std::vector<Case> &cases, size_t start, Are
   for (size_t i = start; i < cases.size(); ++i) {
     g_shared->current = (int)i;
     if (is_pack(e.shape)) sw.run_pack_case(cases[i]);
-    else sw.run_case(cases[i], (int)i);
+    else sw.run_case(cases[i]);
   }
   g_shared->current = -1;
 }
