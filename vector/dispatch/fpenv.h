@@ -56,6 +56,31 @@ inline void leave(const SavedEnv &s) {
   if (s.changed & 2) _mm_setcsr(s.mxcsr | (_mm_getcsr() & 0x3fu));
 }
 
+// For scalar routines that compute in x87 extended precision: the frames
+// force only the x87 exception masks, so the caller's precision and rounding
+// control would otherwise reach the result. Holds 64-bit precision, round to
+// nearest, all masked, for its scope. The memory clobbers keep the routine's
+// loads and stores inside the scope; the arithmetic itself belongs in a
+// function that takes and returns its values through memory.
+class X87ExtendedScope {
+ public:
+  X87ExtendedScope() {
+    __asm__ volatile("fnstcw %0" : "=m"(saved_) : : "memory");
+    if ((saved_ & 0xf3f) != 0x33f) {
+      const uint16_t cw = (uint16_t)((saved_ & ~0xf3f) | 0x33f);
+      __asm__ volatile("fldcw %0" : : "m"(cw) : "memory");
+    }
+  }
+  ~X87ExtendedScope() {
+    if ((saved_ & 0xf3f) != 0x33f) __asm__ volatile("fldcw %0" : : "m"(saved_) : "memory");
+  }
+  X87ExtendedScope(const X87ExtendedScope &) = delete;
+  X87ExtendedScope &operator=(const X87ExtendedScope &) = delete;
+
+ private:
+  uint16_t saved_;
+};
+
 }  // namespace fpenv
 
 // Nearly all real kernels: x87 masked, SSE by the Mode word's denormal field.

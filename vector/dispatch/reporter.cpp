@@ -107,6 +107,13 @@ void raise_x87(int status, uint32_t mode) {
   platform::x87_load_env_and_wait(&saved);  // a waiting load: a pending trap is delivered here
 }
 
+// Elements of the caller's arrays, which need not be aligned to their size.
+template <class E> E get(const E *p) {
+  E e;
+  memcpy(&e, p, sizeof e);
+  return e;
+}
+
 template <class E>
 void report_any(int s, int i, const E *a1, int inc1, const E *a2, int inc2, E *r1, int incr1, E *r2, int incr2,
                 const char *name) {
@@ -129,8 +136,8 @@ void report_any(int s, int i, const E *a1, int inc1, const E *a2, int inc2, E *r
   c.name_length = len;
   const bool whole_call = (s == -1 || s == -2);
   if (!whole_call) {
-    const E &e1 = a1[strided_index(i, inc1)], &e2 = a2[strided_index(i, inc2)];
-    const E &o1 = r1[strided_index(i, incr1)], &o2 = r2[strided_index(i, incr2)];
+    const E e1 = get(a1 + strided_index(i, inc1)), e2 = get(a2 + strided_index(i, inc2));
+    const E o1 = get(r1 + strided_index(i, incr1)), o2 = get(r2 + strided_index(i, incr2));
     c.a1 = X::re(e1), c.a2 = X::re(e2), c.r1 = X::re(o1), c.r2 = X::re(o2);
     if (X::kComplex) c.a1_im = X::im(e1), c.a2_im = X::im(e2), c.r1_im = X::im(o1), c.r2_im = X::im(o2);
   }
@@ -142,8 +149,11 @@ void report_any(int s, int i, const E *a1, int inc1, const E *a2, int inc2, E *r
     if (now & BEX_ERRMODE_EXCEPT) raise_x87(s, now);
   }
   if (!whole_call) {
-    X::put(r2[strided_index(i, incr2)], c.r2, c.r2_im);
-    X::put(r1[strided_index(i, incr1)], c.r1, c.r1_im);
+    E o;
+    X::put(o, c.r2, c.r2_im);
+    memcpy(r2 + strided_index(i, incr2), &o, sizeof o);
+    X::put(o, c.r1, c.r1_im);
+    memcpy(r1 + strided_index(i, incr1), &o, sizeof o);
   }
 }
 

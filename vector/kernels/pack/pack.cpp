@@ -4,6 +4,7 @@
 // signed; otherwise 64-bit. Loops take two elements a round where the
 // element is small.
 #include <stdint.h>
+#include <string.h>
 
 #include "vector/dispatch/kernel_defs.h"
 
@@ -16,75 +17,98 @@ struct Elem16 {
 
 // The integer interface: 32-bit values sign-extended, or 64-bit as they came.
 inline intptr_t narrow(intptr_t v, int width) { return width == 1 ? (intptr_t)(int32_t)v : v; }
-template <class I> inline intptr_t at(const void *p, intptr_t i) { return (intptr_t)((const I *)p)[i]; }
+
+// Arrays need not be aligned even to their element size, so every element
+// moves through memcpy on byte addresses.
+template <class E> struct Array {
+  const char *p;
+  E operator[](intptr_t i) const {
+    E e;
+    memcpy(&e, p + i * (intptr_t)sizeof(E), sizeof e);
+    return e;
+  }
+};
+template <class E> struct OutArray {
+  char *p;
+  void set(intptr_t i, const E &e) const { memcpy(p + i * (intptr_t)sizeof(E), &e, sizeof e); }
+};
+template <class I> inline intptr_t at(const void *p, intptr_t i) { return (intptr_t)Array<I>{(const char *)p}[i]; }
 
 template <class E> void pack_i(intptr_t n0, const void *a0, intptr_t inc0, intptr_t y0, int width) {
   const intptr_t n = narrow(n0, width), inc = narrow(inc0, width);
-  const E *p = (const E *)a0;
-  E *y = (E *)y0;
-  intptr_t i = 0;
+  const Array<E> a{(const char *)a0};
+  const OutArray<E> y{(char *)y0};
+  intptr_t i = 0, j = 0;
   if (sizeof(E) <= 8)
-    for (; i + 2 <= n; i += 2, p += 2 * inc) {
-      const E u = p[0], v = p[inc];
-      y[i] = u, y[i + 1] = v;
+    for (; i + 2 <= n; i += 2, j += 2 * inc) {
+      const E u = a[j], v = a[j + inc];
+      y.set(i, u), y.set(i + 1, v);
     }
-  for (; i < n; ++i, p += inc) y[i] = *p;
+  for (; i < n; ++i, j += inc) y.set(i, a[j]);
 }
 
 template <class E> void unpack_i(intptr_t n0, const void *a0, intptr_t y0, intptr_t inc0, int width) {
   const intptr_t n = narrow(n0, width), inc = narrow(inc0, width);
-  const E *a = (const E *)a0;
-  E *q = (E *)y0;
-  intptr_t i = 0;
+  const Array<E> a{(const char *)a0};
+  const OutArray<E> y{(char *)y0};
+  intptr_t i = 0, j = 0;
   if (sizeof(E) <= 8)
-    for (; i + 2 <= n; i += 2, q += 2 * inc) {
+    for (; i + 2 <= n; i += 2, j += 2 * inc) {
       const E u = a[i], v = a[i + 1];
-      q[0] = u, q[inc] = v;
+      y.set(j, u), y.set(j + inc, v);
     }
-  for (; i < n; ++i, q += inc) *q = a[i];
+  for (; i < n; ++i, j += inc) y.set(j, a[i]);
 }
 
-template <class E, class I> void pack_m_w(intptr_t n, const E *a, const void *mask, E *y) {
+template <class E, class I> void pack_m_w(intptr_t n, const void *a0, const void *mask, void *y0) {
+  const Array<E> a{(const char *)a0};
+  const OutArray<E> y{(char *)y0};
   intptr_t k = 0;
   for (intptr_t i = 0; i < n; ++i)
-    if (at<I>(mask, i) != 0) y[k++] = a[i];
+    if (at<I>(mask, i) != 0) y.set(k++, a[i]);
 }
 template <class E> void pack_m(intptr_t n, const void *a, intptr_t mask, intptr_t y, int width) {
-  if (width == 1) pack_m_w<E, int32_t>(narrow(n, width), (const E *)a, (const void *)mask, (E *)y);
-  else pack_m_w<E, int64_t>(n, (const E *)a, (const void *)mask, (E *)y);
+  if (width == 1) pack_m_w<E, int32_t>(narrow(n, width), a, (const void *)mask, (void *)y);
+  else pack_m_w<E, int64_t>(n, a, (const void *)mask, (void *)y);
 }
 
-template <class E, class I> void unpack_m_w(intptr_t n, const E *a, E *y, const void *mask) {
+template <class E, class I> void unpack_m_w(intptr_t n, const void *a0, void *y0, const void *mask) {
+  const Array<E> a{(const char *)a0};
+  const OutArray<E> y{(char *)y0};
   intptr_t k = 0;
   for (intptr_t i = 0; i < n; ++i)
-    if (at<I>(mask, i) != 0) y[i] = a[k++];
+    if (at<I>(mask, i) != 0) y.set(i, a[k++]);
 }
 template <class E> void unpack_m(intptr_t n, const void *a, intptr_t y, intptr_t mask, int width) {
-  if (width == 1) unpack_m_w<E, int32_t>(narrow(n, width), (const E *)a, (E *)y, (const void *)mask);
-  else unpack_m_w<E, int64_t>(n, (const E *)a, (E *)y, (const void *)mask);
+  if (width == 1) unpack_m_w<E, int32_t>(narrow(n, width), a, (void *)y, (const void *)mask);
+  else unpack_m_w<E, int64_t>(n, a, (void *)y, (const void *)mask);
 }
 
-template <class E, class I> void pack_v_w(intptr_t n, const E *a, const void *index, E *y) {
+template <class E, class I> void pack_v_w(intptr_t n, const void *a0, const void *index, void *y0) {
+  const Array<E> a{(const char *)a0};
+  const OutArray<E> y{(char *)y0};
   intptr_t i = 0;
   if (sizeof(E) <= 8)
     for (; i + 2 <= n; i += 2) {
       const E u = a[at<I>(index, i)], v = a[at<I>(index, i + 1)];
-      y[i] = u, y[i + 1] = v;
+      y.set(i, u), y.set(i + 1, v);
     }
-  for (; i < n; ++i) y[i] = a[at<I>(index, i)];
+  for (; i < n; ++i) y.set(i, a[at<I>(index, i)]);
 }
 template <class E> void pack_v(intptr_t n, const void *a, intptr_t index, intptr_t y, int width) {
-  if (width == 1) pack_v_w<E, int32_t>(narrow(n, width), (const E *)a, (const void *)index, (E *)y);
-  else pack_v_w<E, int64_t>(n, (const E *)a, (const void *)index, (E *)y);
+  if (width == 1) pack_v_w<E, int32_t>(narrow(n, width), a, (const void *)index, (void *)y);
+  else pack_v_w<E, int64_t>(n, a, (const void *)index, (void *)y);
 }
 
 // In index order, so a repeated index keeps the later element.
-template <class E, class I> void unpack_v_w(intptr_t n, const E *a, E *y, const void *index) {
-  for (intptr_t i = 0; i < n; ++i) y[at<I>(index, i)] = a[i];
+template <class E, class I> void unpack_v_w(intptr_t n, const void *a0, void *y0, const void *index) {
+  const Array<E> a{(const char *)a0};
+  const OutArray<E> y{(char *)y0};
+  for (intptr_t i = 0; i < n; ++i) y.set(at<I>(index, i), a[i]);
 }
 template <class E> void unpack_v(intptr_t n, const void *a, intptr_t y, intptr_t index, int width) {
-  if (width == 1) unpack_v_w<E, int32_t>(narrow(n, width), (const E *)a, (E *)y, (const void *)index);
-  else unpack_v_w<E, int64_t>(n, (const E *)a, (E *)y, (const void *)index);
+  if (width == 1) unpack_v_w<E, int32_t>(narrow(n, width), a, (void *)y, (const void *)index);
+  else unpack_v_w<E, int64_t>(n, a, (void *)y, (const void *)index);
 }
 
 }  // namespace

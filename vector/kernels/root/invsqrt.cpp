@@ -120,10 +120,17 @@ inline vd2 seed(vd2 m) {
 }
 inline vd2 scale_down(vd2 y, vl2 q_field) { return as<vd2>(as<vl2>(y) - q_field); }
 
+// 1/sqrt of a positive denormal, rounded once from extended precision.
+__attribute__((noinline)) void dinvsqrt_extended(const double *a, double *r) {
+  *r = (double)(1.0L / sqrtl((long double)*a));
+}
+
 int dinvsqrt_scalar(const double *a, double *r) {
   int st = invsqrt_special(*a, r);
   if (st >= 0) return st;
-  *r = isinf(*a) ? 0.0 : (double)(1.0L / sqrtl((long double)*a));
+  if (isinf(*a)) return *r = 0.0, 0;
+  qor::bex::fpenv::X87ExtendedScope x87;  // not the caller's precision or rounding
+  dinvsqrt_extended(a, r);
   return 0;
 }
 
