@@ -85,15 +85,21 @@ __attribute__((constructor)) static void qor_on_load() {
 }
 
 // The ELF destructor runs on dlclose and at process end alike. The process-end
-// case must do nothing (other threads may still be running), so an atexit
+// case must do nothing (other threads may still be running), so an exit
 // handler marks the end. It is registered at first use, after the program has
 // started: exit() then runs it before the loader's handler that calls library
-// destructors. On dlclose this library's destructor runs before its own atexit
+// destructors. On dlclose this library's destructor runs before its own exit
 // handlers (those run from the runtime's destructor, which comes last).
+// The handler is bound to this library's DSO handle explicitly, so that
+// dlclose discards it with the code it points to: a runtime that interposes
+// atexit (ThreadSanitizer's does) would otherwise drop the handle, and exit()
+// would then call into the unmapped library.
+extern "C" void *__dso_handle;
+extern "C" int __cxa_atexit(void (*handler)(void *), void *arg, void *dso);
 static bool g_process_ending = false;
-static void qor_mark_process_end() { g_process_ending = true; }
+static void qor_mark_process_end(void *) { g_process_ending = true; }
 static pthread_once_t g_exit_mark_once = PTHREAD_ONCE_INIT;
-static void qor_register_exit_mark() { atexit(qor_mark_process_end); }
+static void qor_register_exit_mark() { __cxa_atexit(qor_mark_process_end, nullptr, &__dso_handle); }
 void qor::platform::arm_process_end_mark() { pthread_once(&g_exit_mark_once, qor_register_exit_mark); }
 
 __attribute__((destructor)) static void qor_on_unload() {

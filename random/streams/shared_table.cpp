@@ -4,12 +4,17 @@
 // called under it.
 #include <x86intrin.h>
 
+#include <atomic>
+
 #include "random/streams/stream_internal.h"
 
 namespace {
 
 GlobRODataEntry GlobRODataTable[GUX_GLOB_RO_ENTRIES];
-int GlobRODataCount = 0;
+// Changed only under the lock, but adding a chunk reads it without the lock
+// (the 127-entry test), so every access is atomic; relaxed order suffices, as
+// the entries themselves are only read under the lock.
+std::atomic<int> GlobRODataCount{0};
 volatile int GlobRODataLock = 0;
 
 // Compare-and-swap from 0 to 1, repeated without pause; release is a store.
@@ -29,15 +34,18 @@ bool same_id(const GlobRODataEntry &e, const uint64_t *id) {
 
 // Index of the entry with the id, or -1. Caller holds the lock.
 int find_locked(const uint64_t *id) {
-  for (int i = 0; i < GlobRODataCount; ++i)
+  const int count = GlobRODataCount.load(std::memory_order_relaxed);
+  for (int i = 0; i < count; ++i)
     if (same_id(GlobRODataTable[i], id)) return i;
   return -1;
 }
 
 // Appends an entry. Caller holds the lock.
 GlobRODataEntry *append_locked(const uint64_t *id, void *data) {
-  if (GlobRODataCount >= GUX_GLOB_RO_ENTRIES) return nullptr;
-  GlobRODataEntry &e = GlobRODataTable[GlobRODataCount++];
+  const int count = GlobRODataCount.load(std::memory_order_relaxed);
+  if (count >= GUX_GLOB_RO_ENTRIES) return nullptr;
+  GlobRODataCount.store(count + 1, std::memory_order_relaxed);
+  GlobRODataEntry &e = GlobRODataTable[count];
   e.id[0] = id[0];
   e.id[1] = id[1];
   e.refCount = 1;
@@ -61,7 +69,7 @@ bool shared_append(const uint64_t *id, void *data) {
   return done;
 }
 
-int shared_count_unlocked() { return __atomic_load_n(&GlobRODataCount, __ATOMIC_RELAXED); }
+int shared_count_unlocked() { return GlobRODataCount.load(std::memory_order_relaxed); }
 
 }  // namespace qor::random
 
@@ -101,14 +109,15 @@ int __guxUnregisterGlobRODataReference(const uint64_t *id) {
   lock();
   // Every matching entry loses one reference; one that had its last is freed
   // and the last entry moves into its place. The scan goes to the end.
-  for (int i = 0; i < GlobRODataCount; ++i) {
+  for (int i = 0; i < GlobRODataCount.load(std::memory_order_relaxed); ++i) {
     GlobRODataEntry &e = GlobRODataTable[i];
     if (!same_id(e, id)) continue;
     if (e.refCount-- == 1) {
       qor_serv_deallocate(e.data);
-      --GlobRODataCount;
-      if (i != GlobRODataCount) e = GlobRODataTable[GlobRODataCount];
-      GlobRODataTable[GlobRODataCount] = GlobRODataEntry{};
+      const int last = GlobRODataCount.load(std::memory_order_relaxed) - 1;
+      GlobRODataCount.store(last, std::memory_order_relaxed);
+      if (i != last) e = GlobRODataTable[last];
+      GlobRODataTable[last] = GlobRODataEntry{};
     }
   }
   unlock();
