@@ -53,6 +53,9 @@ __attribute__((noinline)) void loop_addd(int n, const double *a, const double *b
 __attribute__((noinline)) void loop_mul(int n, const float *a, const float *b, float *r) {
   for (int i = 0; i < n; ++i) r[i] = a[i] * b[i];
 }
+__attribute__((noinline)) void loop_muld(int n, const double *a, const double *b, double *r) {
+  for (int i = 0; i < n; ++i) r[i] = a[i] * b[i];
+}
 __attribute__((noinline)) void loop_sqr(int n, const float *a, float *r) {
   for (int i = 0; i < n; ++i) r[i] = a[i] * a[i];
 }
@@ -93,6 +96,7 @@ void memory_bound() {
       {"sAdd", 12, [&] { _bexsAdd(n, a.data(), b.data(), r.data()); }, [&] { loop_add(n, a.data(), b.data(), r.data()); }},
       {"dAdd", 24, [&] { _bexdAdd(n, ad.data(), bd.data(), rd.data()); }, [&] { loop_addd(n, ad.data(), bd.data(), rd.data()); }, true},
       {"sMul", 12, [&] { _bexsMul(n, a.data(), b.data(), r.data()); }, [&] { loop_mul(n, a.data(), b.data(), r.data()); }},
+      {"dMul", 24, [&] { _bexdMul(n, ad.data(), bd.data(), rd.data()); }, [&] { loop_muld(n, ad.data(), bd.data(), rd.data()); }, true},
       {"sSqr", 8, [&] { _bexsSqr(n, a.data(), r.data()); }, [&] { loop_sqr(n, a.data(), r.data()); }},
       {"dSqr", 16, [&] { _bexdSqr(n, ad.data(), rd.data()); }, [&] { loop_sqrd(n, ad.data(), rd.data()); }, true},
       {"sAbs", 8, [&] { _bexsAbs(n, a.data(), r.data()); }, [&] { loop_abs(n, a.data(), r.data()); }},

@@ -81,19 +81,10 @@ template <class K, class Env = StandardEnv> struct Frame {
     const T *p = a.in[k];
     const int inc = a.inc[k];
     for (int j = 0; j < N; ++j) buf[j] = K::kPad;
-    if (inc == 1) for (int j = 0; j < live; ++j) buf[j] = get(p + i + j);
-    else if (inc == 0) for (int j = 0; j < live; ++j) buf[j] = get(p);
-    else for (int j = 0; j < live; ++j) buf[j] = get(p + strided_index(i + j, inc));
+    if (inc == 1) for (int j = 0; j < live; ++j) buf[j] = simd::get(p + i + j);
+    else if (inc == 0) for (int j = 0; j < live; ++j) buf[j] = simd::get(p);
+    else for (int j = 0; j < live; ++j) buf[j] = simd::get(p + strided_index(i + j, inc));
   }
-
-  // Single elements of the caller's arrays, which need not be aligned even to
-  // the element size: through memcpy, as bytes.
-  static T get(const T *p) {
-    T v;
-    memcpy(&v, p, sizeof v);
-    return v;
-  }
-  static void put(T *p, T v) { memcpy(p, &v, sizeof v); }
 
   // One whole block (N = B) or one tail group (N = W, live <= W). A tail group
   // is always loaded, masked and stored lane by lane, also when the block is a
@@ -136,8 +127,8 @@ template <class K, class Env = StandardEnv> struct Frame {
     }
     for (int k = 0; k < NO; ++k) {
       T *out = a.out[k];
-      if (!Strided) for (int j = 0; j < live; ++j) put(out + i + j, res[k][j]);
-      else for (int j = 0; j < live; ++j) put(out + strided_index(i + j, a.incr[k]), res[k][j]);
+      if (!Strided) for (int j = 0; j < live; ++j) simd::put(out + i + j, res[k][j]);
+      else for (int j = 0; j < live; ++j) simd::put(out + strided_index(i + j, a.incr[k]), res[k][j]);
     }
   }
 
@@ -186,7 +177,7 @@ template <class K, class Env = StandardEnv> struct Frame {
       T out[2];
       const int status = scalar(&xin[0][j], &xin[k1][j], &out[0], &out[o1]);
       const int e = i + j;
-      for (int k = 0; k < NO; ++k) put(a.out[k] + e, out[k]);
+      for (int k = 0; k < NO; ++k) simd::put(a.out[k] + e, out[k]);
       if (status != 0)
         report(status, e, a.in[0], 1, a.in[k1], 1, a.out[0], 1, a.out[o1], 1, K::kName, false);
     }
@@ -222,10 +213,10 @@ template <class K, class Env = StandardEnv> struct Frame {
       const int e = i + j;
       T *out[2] = {a.out[0], a.out[o1]};
       const long at[2] = {Strided ? strided_index(e, a.incr[0]) : e, Strided ? strided_index(e, a.incr[o1]) : e};
-      for (int k = 0; k < NO; ++k) put(out[k] + at[k], res[k][j]);
+      for (int k = 0; k < NO; ++k) simd::put(out[k] + at[k], res[k][j]);
       report(status, e, a.in[0], a.inc[0], a.in[k1], a.inc[k1], out[0], a.incr[0], out[1], a.incr[o1], K::kName,
              Strided);
-      for (int k = 0; k < NO; ++k) res[k][j] = get(out[k] + at[k]);
+      for (int k = 0; k < NO; ++k) res[k][j] = simd::get(out[k] + at[k]);
     }
   }
 };

@@ -4,6 +4,7 @@
 
 #include "core/qor_core.h"
 #include "platform/platform.h"
+#include "vector/dispatch/simd.h"
 #include "vector/dispatch/thread_state.h"
 
 namespace qor::bex {
@@ -107,12 +108,6 @@ void raise_x87(int status, uint32_t mode) {
   platform::x87_load_env_and_wait(&saved);  // a waiting load: a pending trap is delivered here
 }
 
-// Elements of the caller's arrays, which need not be aligned to their size.
-template <class E> E get(const E *p) {
-  E e;
-  memcpy(&e, p, sizeof e);
-  return e;
-}
 
 template <class E>
 void report_any(int s, int i, const E *a1, int inc1, const E *a2, int inc2, E *r1, int incr1, E *r2, int incr2,
@@ -136,8 +131,8 @@ void report_any(int s, int i, const E *a1, int inc1, const E *a2, int inc2, E *r
   c.name_length = len;
   const bool whole_call = (s == -1 || s == -2);
   if (!whole_call) {
-    const E e1 = get(a1 + strided_index(i, inc1)), e2 = get(a2 + strided_index(i, inc2));
-    const E o1 = get(r1 + strided_index(i, incr1)), o2 = get(r2 + strided_index(i, incr2));
+    const E e1 = simd::get(a1 + strided_index(i, inc1)), e2 = simd::get(a2 + strided_index(i, inc2));
+    const E o1 = simd::get(r1 + strided_index(i, incr1)), o2 = simd::get(r2 + strided_index(i, incr2));
     c.a1 = X::re(e1), c.a2 = X::re(e2), c.r1 = X::re(o1), c.r2 = X::re(o2);
     if (X::kComplex) c.a1_im = X::im(e1), c.a2_im = X::im(e2), c.r1_im = X::im(o1), c.r2_im = X::im(o2);
   }

@@ -53,6 +53,11 @@ template <class V> inline V load(const void *p) {
   return v;
 }
 template <class V> inline void store(void *p, V v) { memcpy(p, &v, sizeof v); }
+// Single elements of a caller's array, which need not be aligned even to the
+// element size: through memcpy, as bytes.
+template <class T> inline T get(const T *p) { return load<T>(p); }
+template <class T> inline void put(T *p, T v) { store(p, v); }
+
 template <class V, class T> inline V splat(T x) {
   V v = {};
   return v + x;

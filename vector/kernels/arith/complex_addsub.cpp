@@ -50,7 +50,7 @@ template <class T> void conj_unit(int n, const T *a, T *r) {
   int i = 0;
   for (; i + 4 * W <= m; i += 4 * W)
     for (int v = 0; v < 4 * W; v += W) store<V>(r + i + v, as<V>(as<typename Lanes<T>::Bits>(load<V>(a + i + v)) ^ flip));
-  for (; i < m; i += 2) r[i] = a[i], r[i + 1] = from_bits<T>(ubits(a[i + 1]) ^ kSignBit<T>);
+  for (; i < m; i += 2) put(r + i, get(a + i)), put(r + i + 1, from_bits<T>(ubits(get(a + i + 1)) ^ kSignBit<T>));
   qor::bex::fpenv::leave(env);
 }
 
@@ -59,8 +59,8 @@ template <class T> void conj_strided(int n, const T *a, int inca, T *r, int incr
   for (int i = 0; i < n; ++i) {
     const T *x = a + 2 * strided_index(i, inca);
     T *y = r + 2 * strided_index(i, incr);
-    const T re = x[0], im = x[1];
-    y[0] = re, y[1] = from_bits<T>(ubits(im) ^ kSignBit<T>);
+    const T re = get(x), im = get(x + 1);
+    put(y, re), put(y + 1, from_bits<T>(ubits(im) ^ kSignBit<T>));
   }
   qor::bex::fpenv::leave(env);
 }
@@ -96,7 +96,7 @@ template <class T, class Op> void addsub_plain(int n, const T *a, const T *b, T 
   int i = 0;
   for (; i + 4 * W <= m; i += 4 * W)
     for (int v = 0; v < 4 * W; v += W) store<V>(r + i + v, Op::f(load<V>(a + i + v), load<V>(b + i + v)));
-  for (; i < m; ++i) r[i] = Op::f(a[i], b[i]);
+  for (; i < m; ++i) put(r + i, Op::f(get(a + i), get(b + i)));
   qor::bex::fpenv::leave(env);
 }
 
@@ -105,9 +105,9 @@ template <class T, class Op> void addsub_plain_strided(int n, const T *a, int in
   SavedEnv env = StandardEnv::enter();
   for (int i = 0; i < n; ++i) {
     const T *x = a + 2 * strided_index(i, inca), *y = b + 2 * strided_index(i, incb);
-    const T re = Op::f(x[0], y[0]), im = Op::f(x[1], y[1]);
+    const T re = Op::f(get(x), get(y)), im = Op::f(get(x + 1), get(y + 1));
     T *z = r + 2 * strided_index(i, incr);
-    z[0] = re, z[1] = im;
+    put(z, re), put(z + 1, im);
   }
   qor::bex::fpenv::leave(env);
 }
@@ -127,9 +127,9 @@ void addsub_special(unsigned mask, int i, const T *x, const T *y, T *z, const T 
     const int status = addsub_scalar<T, Op>(x + 2 * j, y + 2 * j, z + 2 * j);
     if (status == 0) continue;
     T *pr = r + 2 * (strided ? strided_index(i + j, incr) : i + j);
-    pr[0] = z[2 * j], pr[1] = z[2 * j + 1];
+    put(pr, z[2 * j]), put(pr + 1, z[2 * j + 1]);
     Cx<T>::report(status, i + j, (const C *)a, inca, (const C *)b, incb, (C *)r, incr, name, strided);
-    z[2 * j] = pr[0], z[2 * j + 1] = pr[1];
+    z[2 * j] = get(pr), z[2 * j + 1] = get(pr + 1);
   }
 }
 
@@ -144,7 +144,7 @@ void addsub_group(int i, int live, const T *a, int inca, const T *b, int incb, T
   for (int j = 0; j < live; ++j) {
     const T *pa = a + 2 * (Strided ? strided_index(i + j, inca) : i + j);
     const T *pb = b + 2 * (Strided ? strided_index(i + j, incb) : i + j);
-    x[2 * j] = pa[0], x[2 * j + 1] = pa[1], y[2 * j] = pb[0], y[2 * j + 1] = pb[1];
+    x[2 * j] = get(pa), x[2 * j + 1] = get(pa + 1), y[2 * j] = get(pb), y[2 * j + 1] = get(pb + 1);
   }
   unsigned mask = 0;
   for (int v = 0; v < P; v += W) {
@@ -156,7 +156,7 @@ void addsub_group(int i, int live, const T *a, int inca, const T *b, int incb, T
   if (mask) addsub_special<T, Op>(mask, i, x, y, z, a, inca, b, incb, r, incr, name, Strided);
   for (int j = 0; j < live; ++j) {
     T *pr = r + 2 * (Strided ? strided_index(i + j, incr) : i + j);
-    pr[0] = z[2 * j], pr[1] = z[2 * j + 1];
+    put(pr, z[2 * j]), put(pr + 1, z[2 * j + 1]);
   }
 }
 
@@ -196,12 +196,12 @@ void addsub_checked(int n, const T *a, int inca, const T *b, int incb, T *r, int
       addsub_group<T, Op, true>(i, n - i < B ? n - i : B, a, inca, b, incb, r, incr, name);
   } else {
     for (; i < n; ++i) {  // the unit tail, element by element; a non-finite one as a group of one
-      const T re = Op::f(a[2 * i], b[2 * i]), im = Op::f(a[2 * i + 1], b[2 * i + 1]);
+      const T re = Op::f(get(a + 2 * i), get(b + 2 * i)), im = Op::f(get(a + 2 * i + 1), get(b + 2 * i + 1));
       if (__builtin_expect(!finite(re) || !finite(im), 0)) {
         addsub_group<T, Op, false>(i, 1, a, 1, b, 1, r, 1, name);
         continue;
       }
-      r[2 * i] = re, r[2 * i + 1] = im;
+      put(r + 2 * i, re), put(r + 2 * i + 1, im);
     }
   }
   qor::bex::fpenv::leave(env);

@@ -91,9 +91,9 @@ template <int Case, class T> void lf_loop(int n, const T *a, const T *b, const S
     const int live = n - i < W ? n - i : W;
     alignas(16) T x[W], y[W], z[W];
     for (int j = 0; j < W; ++j) x[j] = y[j] = T(0.75);
-    for (int j = 0; j < live; ++j) x[j] = a[i + j], y[j] = b[i + j];
+    for (int j = 0; j < live; ++j) x[j] = get(a + i + j), y[j] = get(b + i + j);
     store<V>(z, lf_exact<Case>(load<V>(x), load<V>(y), s));
-    for (int j = 0; j < live; ++j) r[i + j] = z[j];
+    for (int j = 0; j < live; ++j) put(r + i + j, z[j]);
   }
 }
 
@@ -106,9 +106,9 @@ void lf_strided_loop(int n, const T *a, int inca, const T *b, int incb, const Sc
     const int live = n - i < 2 ? n - i : 2;
     alignas(16) T x[W], y[W];
     for (int j = 0; j < W; ++j) x[j] = y[j] = T(0.75);
-    for (int j = 0; j < live; ++j) x[j] = a[strided_index(i + j, inca)], y[j] = b[strided_index(i + j, incb)];
+    for (int j = 0; j < live; ++j) x[j] = get(a + strided_index(i + j, inca)), y[j] = get(b + strided_index(i + j, incb));
     const V z = lf_exact<Case>(load<V>(x), load<V>(y), s);
-    for (int j = 0; j < live; ++j) r[strided_index(i + j, incr)] = z[j];
+    for (int j = 0; j < live; ++j) put(r + strided_index(i + j, incr), z[j]);
   }
 }
 
@@ -119,7 +119,7 @@ void lf_strided_loop(int n, const T *a, int inca, const T *b, int incb, const Sc
 template <class T, class Loop> void by_scales(int n, T sa, T sb, const Scalars<T> &s, T *r, int incr, Loop loop) {
   if (sa == T(0) && sb == T(0)) {
     const VecOf<T> q = lf_exact<3>(VecOf<T>{}, VecOf<T>{}, s);
-    for (int i = 0; i < n; ++i) r[strided_index(i, incr)] = q[0];
+    for (int i = 0; i < n; ++i) put(r + strided_index(i, incr), q[0]);
   } else if (sb == T(0)) {
     loop(std::integral_constant<int, 2>{});
   } else if (sa == T(0)) {

@@ -39,14 +39,6 @@ template <class T> inline int peel_count(const T *a, int n) {
   return k < n ? k : n;
 }
 
-// Element access of the peeling and tail loops. Through memcpy, so that arrays
-// not aligned even to their element size are read and written as bytes.
-template <class T> inline T get(const T *p) {
-  T v;
-  memcpy(&v, p, sizeof v);
-  return v;
-}
-template <class T> inline void put(T *p, T v) { memcpy(p, &v, sizeof v); }
 
 // The main loop over [i, n) in rounds of R elements: a is aligned here.
 template <class T, int R, bool AlignedStore, class Op>
@@ -126,9 +118,9 @@ template <class T, int B, class Op> void sqr_strided(int n, const T *a, int inca
   for (int i = 0; i < n; i += B) {
     const int live = n - i < B ? n - i : B;
     alignas(16) T x[B] = {};
-    for (int j = 0; j < live; ++j) x[j] = a[strided_index(i + j, inca)];
+    for (int j = 0; j < live; ++j) x[j] = get(a + strided_index(i + j, inca));
     for (int v = 0; v < B; v += W) store_aligned(x + v, Op::f(load_aligned<V>(x + v)));
-    for (int j = 0; j < live; ++j) r[strided_index(i + j, incr)] = x[j];
+    for (int j = 0; j < live; ++j) put(r + strided_index(i + j, incr), x[j]);
   }
   qor::bex::fpenv::leave(env);
 }
@@ -142,9 +134,9 @@ void binary_strided(int n, const T *a, int inca, const T *b, int incb, T *r, int
   for (int i = 0; i < n; i += B) {
     const int live = n - i < B ? n - i : B;
     alignas(16) T x[B] = {}, y[B] = {};
-    for (int j = 0; j < live; ++j) x[j] = a[strided_index(i + j, inca)], y[j] = b[strided_index(i + j, incb)];
+    for (int j = 0; j < live; ++j) x[j] = get(a + strided_index(i + j, inca)), y[j] = get(b + strided_index(i + j, incb));
     for (int v = 0; v < B; v += W) store_aligned(x + v, Op::f(load_aligned<V>(x + v), load_aligned<V>(y + v)));
-    for (int j = 0; j < live; ++j) r[strided_index(i + j, incr)] = x[j];
+    for (int j = 0; j < live; ++j) put(r + strided_index(i + j, incr), x[j]);
   }
   qor::bex::fpenv::leave(env);
 }

@@ -7,6 +7,7 @@
 
 #include <float.h>
 
+#include "vector/dispatch/fpenv.h"
 #include "vector/dispatch/simd.h"
 #include "vector/kernels/exp/exp_tables.inc"
 
@@ -30,12 +31,22 @@ inline double scale_pow2(double v, long n) {
   return v * as<double>((uint64_t)(n + 1023) << 52);
 }
 
+// The denormal case of the scaling below, in extended precision with
+// round-to-nearest whatever the caller's x87 control word says. Out of line
+// and through memory, so the x87 arithmetic cannot move out of the scope.
+__attribute__((noinline)) inline void scale_pow2_extended(const double *hi, const double *rest, long n, double *d) {
+  qor::bex::fpenv::X87ExtendedScope x87;
+  const long double v = (long double)*hi + (long double)*rest;
+  *d = (double)((v * (long double)as<double>((uint64_t)(n + 200 + 1023) << 52)) * 0x1p-200L);
+  __asm__ volatile("" : : "m"(*d) : "memory");  // the narrowing store happens inside the scope
+}
+
 // (hi + rest) * 2^n with one rounding, also into the denormal range: there
 // the sum is formed in extended precision, scaled exactly, and narrowed once.
 inline double scale_pow2(double hi, double rest, long n) {
   if (n >= -1020) return scale_pow2(hi + rest, n);
-  const long double v = (long double)hi + (long double)rest;
-  const double d = (double)((v * (long double)as<double>((uint64_t)(n + 200 + 1023) << 52)) * 0x1p-200L);
+  double d;
+  scale_pow2_extended(&hi, &rest, n, &d);
   return d + 0.0;  // through the SSE unit, so a flush-to-zero setting applies as to the lanes
 }
 
