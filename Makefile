@@ -26,6 +26,7 @@ test: build
 accuracy: build
 	./$(BUILD)/tests/vector/qor_accuracy --long
 	./$(BUILD)/tests/vector_arith/qor_arith_exhaustive
+	./$(BUILD)/tests/safety/qor_safety --full
 
 bench: build
 	@for b in $(BUILD)/bench/bench_*; do [ -x "$$b" ] && { echo "== $$b"; $$b; }; done; for p in bench/*.py; do [ -f "$$p" ] && { echo "== $$p"; /usr/bin/python3 $$p $(BUILD); }; done; true
@@ -37,6 +38,7 @@ asan: deps
 	cmake -S . -B $(ASAN_DIR) -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DQOR_SANITIZE=ON >/dev/null
 	cmake --build $(ASAN_DIR) -j $(JOBS)
 	cd $(ASAN_DIR) && UBSAN_OPTIONS=halt_on_error=1:print_stacktrace=1 ctest --output-on-failure -j $(JOBS)
+	cd $(ASAN_DIR) && UBSAN_OPTIONS=halt_on_error=1:print_stacktrace=1 ./tests/safety/qor_safety --full
 
 # The threaded tests (CTest label `tsan`: the stress test of tests/threads and
 # the suite's tests that run over threads) under ThreadSanitizer; any report
