@@ -4,14 +4,19 @@
 
 #include <string.h>
 
+#include <atomic>
+
 #include "core/qor_core.h"
 #include "platform/platform.h"
 
 namespace qor::bex {
 namespace {
 
-uint32_t g_tls_index = platform::kTlsInvalid;
-void *g_heap = nullptr;
+// Created by a double test under a lock word, then read without the lock: the
+// handles are atomics so that a thread that sees one set also sees what its
+// creation wrote (release on store, acquire on the unlocked load).
+std::atomic<uint32_t> g_tls_index{platform::kTlsInvalid};
+std::atomic<void *> g_heap{nullptr};
 volatile int g_index_lock = 0, g_heap_lock = 0, g_env_lock = 0;
 
 constexpr int kEnvBuffer = 256;
@@ -63,36 +68,46 @@ const Keyword kKeywords[18] = {
 }
 
 void free_record(void *record) {
-  if (record && g_heap) platform::heap_free(g_heap, record);
+  void *heap = g_heap.load(std::memory_order_acquire);
+  if (record && heap) platform::heap_free(heap, record);
 }
 
 // Thread detach: the pthread key's destructor hands us the thread's record.
 void on_thread_exit(void *record) { free_record(record); }
 
 bool ensure_index() {
-  if (g_tls_index != platform::kTlsInvalid) return true;
+  if (g_tls_index.load(std::memory_order_acquire) != platform::kTlsInvalid) return true;
   qor_serv_lock(&g_index_lock);
   bool ok = true;
-  if (g_tls_index == platform::kTlsInvalid) ok = platform::tls_alloc(&g_tls_index, on_thread_exit);
+  if (g_tls_index.load(std::memory_order_relaxed) == platform::kTlsInvalid) {
+    uint32_t index;
+    ok = platform::tls_alloc(&index, on_thread_exit);
+    if (ok) g_tls_index.store(index, std::memory_order_release);
+  }
   qor_serv_unlock(&g_index_lock);
   return ok;
 }
 
 bool ensure_heap() {
-  if (g_heap) return true;
+  if (g_heap.load(std::memory_order_acquire)) return true;
   qor_serv_lock(&g_heap_lock);
-  if (!g_heap) g_heap = platform::heap_create();
+  void *heap = g_heap.load(std::memory_order_relaxed);
+  if (!heap) {
+    heap = platform::heap_create();
+    g_heap.store(heap, std::memory_order_release);
+  }
   qor_serv_unlock(&g_heap_lock);
-  return g_heap != nullptr;
+  return heap != nullptr;
 }
 
 // Makes this thread's record. interf_input is left as the heap block held it.
 ThreadVectorState *create_record() {
   if (!ensure_heap()) return nullptr;
-  auto *s = static_cast<ThreadVectorState *>(platform::heap_alloc(g_heap, sizeof(ThreadVectorState)));
+  void *heap = g_heap.load(std::memory_order_acquire);
+  auto *s = static_cast<ThreadVectorState *>(platform::heap_alloc(heap, sizeof(ThreadVectorState)));
   if (!s) return nullptr;
-  if (!platform::tls_set(g_tls_index, s)) {
-    platform::heap_free(g_heap, s);
+  if (!platform::tls_set(g_tls_index.load(std::memory_order_acquire), s)) {
+    platform::heap_free(heap, s);
     return nullptr;
   }
   s->mode = 0;
@@ -164,7 +179,7 @@ uint64_t scan_mode_text(const char *text, int length) {
 
 ThreadVectorState *thread_state() {
   if (!ensure_index()) record_unavailable();
-  auto *s = static_cast<ThreadVectorState *>(platform::tls_get(g_tls_index));
+  auto *s = static_cast<ThreadVectorState *>(platform::tls_get(g_tls_index.load(std::memory_order_acquire)));
   if (s) return s;
   s = create_record();
   if (!s) record_unavailable();
@@ -195,13 +210,13 @@ bool qor_process_attach() {
 }
 
 void qor_process_detach_unload() {
-  if (g_tls_index == qor::platform::kTlsInvalid) return;
-  free_record(qor::platform::tls_get(g_tls_index));
-  qor::platform::tls_set(g_tls_index, nullptr);
-  qor::platform::tls_free(g_tls_index);
-  g_tls_index = qor::platform::kTlsInvalid;
-  if (g_heap) qor::platform::heap_destroy(g_heap);
-  g_heap = nullptr;
+  const uint32_t index = g_tls_index.load(std::memory_order_acquire);
+  if (index == qor::platform::kTlsInvalid) return;
+  free_record(qor::platform::tls_get(index));
+  qor::platform::tls_set(index, nullptr);
+  qor::platform::tls_free(index);
+  g_tls_index.store(qor::platform::kTlsInvalid, std::memory_order_release);
+  if (void *heap = g_heap.exchange(nullptr, std::memory_order_acq_rel)) qor::platform::heap_destroy(heap);
 }
 
 // Each call has two exported names on one entry point.
