@@ -85,7 +85,7 @@ struct Pack {
     if constexpr (!kVector) {
       return X.at(i, j + active - 1);
     } else {
-      V v;
+      V v{};
       for (int l = 0; l < W; ++l) v[l] = X.at(i, j + std::min(first + l, active - 1));
       return v;
     }
