@@ -19,8 +19,6 @@
 #ifndef QOR_VECTOR_FRAME_H
 #define QOR_VECTOR_FRAME_H
 
-#include <string.h>
-
 #include "vector/dispatch/fpenv.h"
 #include "vector/dispatch/reporter.h"
 #include "vector/dispatch/simd.h"

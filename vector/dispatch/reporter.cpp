@@ -108,7 +108,6 @@ void raise_x87(int status, uint32_t mode) {
   platform::x87_load_env_and_wait(&saved);  // a waiting load: a pending trap is delivered here
 }
 
-
 template <class E>
 void report_any(int s, int i, const E *a1, int inc1, const E *a2, int inc2, E *r1, int incr1, E *r2, int incr2,
                 const char *name) {
@@ -146,9 +145,9 @@ void report_any(int s, int i, const E *a1, int inc1, const E *a2, int inc2, E *r
   if (!whole_call) {
     E o;
     X::put(o, c.r2, c.r2_im);
-    memcpy(r2 + strided_index(i, incr2), &o, sizeof o);
+    simd::put(r2 + strided_index(i, incr2), o);
     X::put(o, c.r1, c.r1_im);
-    memcpy(r1 + strided_index(i, incr1), &o, sizeof o);
+    simd::put(r1 + strided_index(i, incr1), o);
   }
 }
 

@@ -71,8 +71,11 @@ __attribute__((noinline, cold)) void lf_block_redo(const T *a, const T *b, const
   for (int v = 0; v < NV; ++v) store<V>(r + v * W, lf_exact<Case>(load<V>(a + v * W), load<V>(b + v * W), s));
 }
 
+template <int Case, class T>
+void lf_strided_loop(int n, const T *a, int inca, const T *b, int incb, const Scalars<T> &s, T *r, int incr);
+
 // Blocks of 16 from the arrays: estimates, with one test of the block's
-// error sum; the tail one vector at a time, padded.
+// error sum; the tail as the strided form with unit strides.
 template <int Case, class T> void lf_loop(int n, const T *a, const T *b, const Scalars<T> &s, T *r) {
   using V = VecOf<T>;
   constexpr int W = 16 / sizeof(T), B = 16, NV = B / W;
@@ -87,17 +90,11 @@ template <int Case, class T> void lf_loop(int n, const T *a, const T *b, const S
     }
     for (int v = 0; v < NV; ++v) store<V>(r + i + v * W, z[v]);
   }
-  for (; i < n; i += W) {
-    const int live = n - i < W ? n - i : W;
-    alignas(16) T x[W], y[W], z[W];
-    for (int j = 0; j < W; ++j) x[j] = y[j] = T(0.75);
-    for (int j = 0; j < live; ++j) x[j] = get(a + i + j), y[j] = get(b + i + j);
-    store<V>(z, lf_exact<Case>(load<V>(x), load<V>(y), s));
-    for (int j = 0; j < live; ++j) put(r + i + j, z[j]);
-  }
+  lf_strided_loop<Case>(n - i, a + i, 1, b + i, 1, s, r + i, 1);
 }
 
-// Strided: two elements a round, through the same lane formula.
+// Strided (and the unit tail): two elements a round, padded, through the
+// same lane formula.
 template <int Case, class T>
 void lf_strided_loop(int n, const T *a, int inca, const T *b, int incb, const Scalars<T> &s, T *r, int incr) {
   using V = VecOf<T>;

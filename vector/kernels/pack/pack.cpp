@@ -4,7 +4,6 @@
 // signed; otherwise 64-bit. Loops take two elements a round where the
 // element is small.
 #include <stdint.h>
-#include <string.h>
 
 #include "vector/dispatch/kernel_defs.h"
 
@@ -19,18 +18,14 @@ struct Elem16 {
 inline intptr_t narrow(intptr_t v, int width) { return width == 1 ? (intptr_t)(int32_t)v : v; }
 
 // Arrays need not be aligned even to their element size, so every element
-// moves through memcpy on byte addresses.
+// moves through the byte-wise element access.
 template <class E> struct Array {
   const char *p;
-  E operator[](intptr_t i) const {
-    E e;
-    memcpy(&e, p + i * (intptr_t)sizeof(E), sizeof e);
-    return e;
-  }
+  E operator[](intptr_t i) const { return qor::simd::get((const E *)p + i); }
 };
 template <class E> struct OutArray {
   char *p;
-  void set(intptr_t i, const E &e) const { memcpy(p + i * (intptr_t)sizeof(E), &e, sizeof e); }
+  void set(intptr_t i, const E &e) const { qor::simd::put((E *)p + i, e); }
 };
 template <class I> inline intptr_t at(const void *p, intptr_t i) { return (intptr_t)Array<I>{(const char *)p}[i]; }
 
