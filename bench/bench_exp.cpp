@@ -5,7 +5,6 @@
 // (e.g. `bench_exp dExp2 dExp10`); the cost figures then follow for those only.
 // `--paired` prints ratios timed in alternation instead (no cost figures).
 #include <sleef.h>
-#include <string.h>
 
 #include "bench/vector_bench.h"
 #include "qor/qor_bex.h"
@@ -23,103 +22,8 @@ __m128d _ZGVbN2v_expm1(__m128d);
 
 using namespace qor::bench;
 
-namespace {
-
-constexpr int kAll = kHA | kLA | kEP, kLow = kLA | kEP;
-
-template <class T> struct Ours {
-  const char *entry;
-  double lo, hi;
-  void (*la)(int, const T *, T *);
-  void (*ha)(int, const T *, T *);
-  void (*ep)(int, const T *, T *);
-};
-
-template <class T> std::vector<Contender<T>> tiers(const Ours<T> &o) {
-  const std::string e = std::string("qor ") + o.entry;
-  if (o.la == o.ha) return {{e + " (all)", kAll, o.ha}};
-  return {{e + " LA", kLA, o.la}, {e + " HA", kHA, o.ha}, {e + " EP", kEP, o.ep}};
-}
-
-// The cost line of one entry: each tier's ns per element at n = 1000, scaled.
-template <class T> void cost_line(const Ours<T> &o, double scale) {
-  std::vector<T> a(1000), r(1000);
-  std::mt19937 rng(7);
-  std::uniform_real_distribution<double> u(o.lo, o.hi);
-  for (T &x : a) x = (T)u(rng);
-  double c[3];
-  void (*k[3])(int, const T *, T *) = {o.la, o.ha, o.ep};
-  for (int s = 0; s < 3; ++s) c[s] = ns_per_element(Contender<T>{"", 0, k[s]}, a, r) * scale;
-  printf("  %-8s LA %8.3f  HA %8.3f  EP %8.3f   (ns: %.3f %.3f %.3f)\n", o.entry, c[0], c[1], c[2], c[0] / scale,
-         c[1] / scale, c[2] / scale);
-}
-
-// The functions named on the command line, or all of them; `--paired` asks
-// for the paired comparison below instead of the table of best times.
-int g_argc;
-char **g_argv;
-bool g_paired = false;
-bool wanted(const char *entry) {
-  bool any = false;
-  for (int i = 1; i < g_argc; ++i) {
-    if (g_argv[i][0] == '-') continue;
-    any = true;
-    if (strcmp(g_argv[i], entry) == 0) return true;
-  }
-  return !any;
-}
-
-// Paired timing for a shared, busy machine: each ratio ours/peer is taken
-// from two runs of about a millisecond made back to back (in alternating
-// order), so both sides see the same load; over 31 such pairs the median and
-// the quartiles are printed.
-template <class T>
-void compare_paired(const std::string &title, double lo, double hi, const std::vector<Contender<T>> &ours,
-                    const std::vector<Contender<T>> &peers) {
-  constexpr int kRounds = 31;
-  printf("\n%s on [%g, %g]: ratio ours/peer timed in pairs, median [quartiles] of %d\n", title.c_str(), lo, hi,
-         kRounds);
-  for (int n : {1000, 100000}) {
-    std::vector<T> a(n), r(n);
-    std::mt19937 rng(7);
-    std::uniform_real_distribution<double> u(lo, hi);
-    for (T &x : a) x = (T)u(rng);
-    const int reps = n >= 200000 ? 1 : 200000 / n;
-    auto time = [&](const Contender<T> &c) {
-      const double t0 = now_ns();
-      for (int k = 0; k < reps; ++k) c.run(n, a.data(), r.data());
-      return now_ns() - t0;
-    };
-    printf("  n = %d\n", n);
-    for (const Contender<T> &o : ours)
-      for (const Contender<T> &p : peers) {
-        if (!(p.classes & o.classes)) continue;
-        std::vector<double> q(kRounds);
-        for (int round = 0; round < kRounds; ++round) {
-          double to, tp;
-          if (round & 1) tp = time(p), to = time(o);
-          else to = time(o), tp = time(p);
-          q[round] = to / tp;
-        }
-        std::sort(q.begin(), q.end());
-        printf("  %-12s / %-26s %6.2f [%.2f .. %.2f]%s\n", o.name.c_str(), p.name.c_str(), q[kRounds / 2],
-               q[kRounds / 4], q[3 * kRounds / 4], q[kRounds / 2] > 1 ? "  <- slower" : "");
-      }
-  }
-}
-
-template <class T>
-void table(const std::string &title, double lo, double hi, const std::vector<Contender<T>> &ours,
-           const std::vector<Contender<T>> &peers) {
-  if (g_paired) compare_paired<T>(title, lo, hi, ours, peers);
-  else compare<T>(title, lo, hi, ours, peers);
-}
-
-}  // namespace
-
 int main(int argc, char **argv) {
-  g_argc = argc, g_argv = argv;
-  for (int i = 1; i < argc; ++i) g_paired |= strcmp(argv[i], "--paired") == 0;
+  parse_args(argc, argv);
   const Ours<float> fs[] = {{"sExp", -87.0, 88.0, _bexsExp_21, _bexsExp, _bexsExp_11},
                             {"sExp2", -126.0, 126.0, _bexsExp2_21, _bexsExp2, _bexsExp2_11},
                             {"sExp10", -37.9, 37.9, _bexsExp10_21, _bexsExp10, _bexsExp10_11},
@@ -182,16 +86,6 @@ int main(int argc, char **argv) {
 
   if (g_paired) return 0;
 
-  // Cost figures on the sExp scale (sExp LA = 5.636).
-  std::vector<float> a(1000), r(1000);
-  std::mt19937 rng(7);
-  std::uniform_real_distribution<double> u(fs[0].lo, fs[0].hi);
-  for (float &x : a) x = (float)u(rng);
-  const double scale = 5.636 / ns_per_element(Contender<float>{"", 0, _bexsExp_21}, a, r);
-  printf("\nCost figures (sExp LA = 5.636):\n");
-  for (const auto &o : fs)
-    if (wanted(o.entry)) cost_line(o, scale);
-  for (const auto &o : ds)
-    if (wanted(o.entry)) cost_line(o, scale);
+  print_costs(fs, ds, _bexsExp_21);
   return 0;
 }

@@ -6,6 +6,7 @@
 
 #include <math.h>
 #include <stdio.h>
+#include <string.h>
 #include <time.h>
 #include <xmmintrin.h>
 #include <emmintrin.h>
@@ -102,6 +103,118 @@ void compare(const std::string &title, double lo, double hi, const std::vector<C
              (r0 > 1 || r1 > 1) ? "  <- slower" : "");
     }
   }
+}
+
+constexpr int kAll = kHA | kLA | kEP, kLow = kLA | kEP;
+
+// One of our entries: its three tier kernels (the same pointer where tiers
+// share a kernel), and the interval its benchmark draws inputs from.
+template <class T> struct Ours {
+  const char *entry;
+  double lo, hi;
+  void (*la)(int, const T *, T *);
+  void (*ha)(int, const T *, T *);
+  void (*ep)(int, const T *, T *);
+};
+
+template <class T> std::vector<Contender<T>> tiers(const Ours<T> &o) {
+  const std::string e = std::string("qor ") + o.entry;
+  if (o.la == o.ha) return {{e + " (all)", kAll, o.ha}};
+  return {{e + " LA", kLA, o.la}, {e + " HA", kHA, o.ha}, {e + " EP", kEP, o.ep}};
+}
+
+// The cost line of one entry: each tier's ns per element at n = 1000, scaled.
+template <class T> void cost_line(const Ours<T> &o, double scale) {
+  std::vector<T> a(1000), r(1000);
+  std::mt19937 rng(7);
+  std::uniform_real_distribution<double> u(o.lo, o.hi);
+  for (T &x : a) x = (T)u(rng);
+  double c[3];
+  void (*k[3])(int, const T *, T *) = {o.la, o.ha, o.ep};
+  for (int s = 0; s < 3; ++s) c[s] = ns_per_element(Contender<T>{"", 0, k[s]}, a, r) * scale;
+  printf("  %-8s LA %8.3f  HA %8.3f  EP %8.3f   (ns: %.3f %.3f %.3f)\n", o.entry, c[0], c[1], c[2], c[0] / scale,
+         c[1] / scale, c[2] / scale);
+}
+
+// The functions named on the command line, or all of them; `--paired` asks
+// for the paired comparison below instead of the table of best times.
+inline int g_argc;
+inline char **g_argv;
+inline bool g_paired = false;
+inline void parse_args(int argc, char **argv) {
+  g_argc = argc, g_argv = argv;
+  for (int i = 1; i < argc; ++i) g_paired |= strcmp(argv[i], "--paired") == 0;
+}
+inline bool wanted(const char *entry) {
+  bool any = false;
+  for (int i = 1; i < g_argc; ++i) {
+    if (g_argv[i][0] == '-') continue;
+    any = true;
+    if (strcmp(g_argv[i], entry) == 0) return true;
+  }
+  return !any;
+}
+
+// Paired timing for a shared, busy machine: each ratio ours/peer is taken
+// from two runs of about a millisecond made back to back (in alternating
+// order), so both sides see the same load; over 31 such pairs the median and
+// the quartiles are printed.
+template <class T>
+void compare_paired(const std::string &title, double lo, double hi, const std::vector<Contender<T>> &ours,
+                    const std::vector<Contender<T>> &peers) {
+  constexpr int kRounds = 31;
+  printf("\n%s on [%g, %g]: ratio ours/peer timed in pairs, median [quartiles] of %d\n", title.c_str(), lo, hi,
+         kRounds);
+  for (int n : {1000, 100000}) {
+    std::vector<T> a(n), r(n);
+    std::mt19937 rng(7);
+    std::uniform_real_distribution<double> u(lo, hi);
+    for (T &x : a) x = (T)u(rng);
+    const int reps = n >= 200000 ? 1 : 200000 / n;
+    auto time = [&](const Contender<T> &c) {
+      const double t0 = now_ns();
+      for (int k = 0; k < reps; ++k) c.run(n, a.data(), r.data());
+      return now_ns() - t0;
+    };
+    printf("  n = %d\n", n);
+    for (const Contender<T> &o : ours)
+      for (const Contender<T> &p : peers) {
+        if (!(p.classes & o.classes)) continue;
+        std::vector<double> q(kRounds);
+        for (int round = 0; round < kRounds; ++round) {
+          double to, tp;
+          if (round & 1) tp = time(p), to = time(o);
+          else to = time(o), tp = time(p);
+          q[round] = to / tp;
+        }
+        std::sort(q.begin(), q.end());
+        printf("  %-12s / %-26s %6.2f [%.2f .. %.2f]%s\n", o.name.c_str(), p.name.c_str(), q[kRounds / 2],
+               q[kRounds / 4], q[3 * kRounds / 4], q[kRounds / 2] > 1 ? "  <- slower" : "");
+      }
+  }
+}
+
+template <class T>
+void table(const std::string &title, double lo, double hi, const std::vector<Contender<T>> &ours,
+           const std::vector<Contender<T>> &peers) {
+  if (g_paired) compare_paired<T>(title, lo, hi, ours, peers);
+  else compare<T>(title, lo, hi, ours, peers);
+}
+
+// The cost figures of the entries wanted, on the scale on which sExp LA
+// (passed in) costs 5.636: each tier's ns per element at n = 1000, scaled.
+template <size_t NF, size_t ND>
+void print_costs(const Ours<float> (&fs)[NF], const Ours<double> (&ds)[ND], void (*sexp_la)(int, const float *, float *)) {
+  std::vector<float> a(1000), r(1000);
+  std::mt19937 rng(7);
+  std::uniform_real_distribution<double> u(-87.0, 88.0);
+  for (float &x : a) x = (float)u(rng);
+  const double scale = 5.636 / ns_per_element(Contender<float>{"", 0, sexp_la}, a, r);
+  printf("\nCost figures (sExp LA = 5.636):\n");
+  for (const auto &o : fs)
+    if (wanted(o.entry) && o.la) cost_line(o, scale);
+  for (const auto &o : ds)
+    if (wanted(o.entry) && o.la) cost_line(o, scale);
 }
 
 }  // namespace qor::bench

@@ -1,6 +1,6 @@
 // The MPFR accuracy harness. Every kernel that declares QOR_ACCURACY and
-// QOR_INTERVAL beside its definition is run over random inputs on its
-// intervals and over special values, and its error against MPFR (at 160 bits)
+// QOR_INTERVAL (or QOR_INTERVAL_LOG) beside its definition is run over random
+// inputs on its intervals and over special values, and its error against MPFR (at 160 bits)
 // is compared with its bound: at most `bound` ulp, or at least `bound` correct
 // bits. The strided form with stride 2 must give the same bits.
 //
@@ -34,6 +34,7 @@ struct Interval {
   const char *entry;
   double lo, hi;
   long count;
+  bool log_scale;  // log-uniform: every binade of [lo, hi] alike
 };
 
 struct KnownMiss {
@@ -44,20 +45,25 @@ struct KnownMiss {
 
 #define QOR_ACCURACY(entry, tier, kind, bound) {#entry, tier, kind, bound},
 #define QOR_INTERVAL(entry, lo, hi, count)
+#define QOR_INTERVAL_LOG(entry, lo, hi, count)
 #define QOR_KNOWN_MISS(entry, tier, measured)
 const Decl kDecls[] = {
 #include "accuracy.def"
 };
 #undef QOR_ACCURACY
 #undef QOR_INTERVAL
+#undef QOR_INTERVAL_LOG
 #define QOR_ACCURACY(entry, tier, kind, bound)
-#define QOR_INTERVAL(entry, lo, hi, count) {#entry, lo, hi, count},
+#define QOR_INTERVAL(entry, lo, hi, count) {#entry, lo, hi, count, false},
+#define QOR_INTERVAL_LOG(entry, lo, hi, count) {#entry, lo, hi, count, true},
 const Interval kIntervals[] = {
 #include "accuracy.def"
 };
 #undef QOR_INTERVAL
+#undef QOR_INTERVAL_LOG
 #undef QOR_KNOWN_MISS
 #define QOR_INTERVAL(entry, lo, hi, count)
+#define QOR_INTERVAL_LOG(entry, lo, hi, count)
 #define QOR_KNOWN_MISS(entry, tier, measured) {#entry, tier, measured},
 const KnownMiss kKnownMisses[] = {
 #include "accuracy.def"
@@ -73,6 +79,16 @@ const KnownMiss *known_miss(const Decl &d) {
 }
 
 using MpfrUnary = int (*)(mpfr_ptr, mpfr_srcptr, mpfr_rnd_t);
+
+// The unbiased binary exponent floor(log2 |x|), exact: -Inf at zero, +Inf at
+// infinities.
+int logb_ref(mpfr_ptr y, mpfr_srcptr x, mpfr_rnd_t rnd) {
+  if (mpfr_nan_p(x)) return mpfr_set_nan(y), 0;
+  if (mpfr_inf_p(x)) return mpfr_set_inf(y, 1), 0;
+  if (mpfr_zero_p(x)) return mpfr_set_inf(y, -1), 0;
+  return mpfr_set_si(y, mpfr_get_exp(x) - 1, rnd);
+}
+
 struct Reference {
   const char *func;
   MpfrUnary f;
@@ -80,6 +96,7 @@ struct Reference {
 const Reference kReferences[] = {
     {"Exp", mpfr_exp}, {"Exp2", mpfr_exp2}, {"Exp10", mpfr_exp10}, {"Expm1", mpfr_expm1},
     {"Ln", mpfr_log}, {"Log2", mpfr_log2}, {"Log10", mpfr_log10}, {"Log1p", mpfr_log1p},
+    {"Logb", logb_ref},
     {"Sqrt", mpfr_sqrt}, {"InvSqrt", mpfr_rec_sqrt}, {"Cbrt", mpfr_cbrt},
     {"Sin", mpfr_sin}, {"Cos", mpfr_cos}, {"Tan", mpfr_tan},
     {"Sinh", mpfr_sinh}, {"Cosh", mpfr_cosh}, {"Tanh", mpfr_tanh},
@@ -139,6 +156,10 @@ template <class T> std::vector<T> special_values(const Interval &iv) {
   const T den = sizeof(T) == 4 ? (T)1.4e-45f : (T)4.9e-324;
   std::vector<T> v = {0, -(T)0, 1, -1, (T)0.5, (T)INFINITY, -(T)INFINITY, (T)NAN, -(T)NAN,
                       big, -big, tiny, -tiny, den, -den, (T)1e-30, -(T)1e-30};
+  for (T near1 = 1, below1 = 1, k = 0; k < 4; ++k) {  // the neighbours of 1, where logarithms vanish
+    v.push_back(near1 = nextafter(near1, (T)2));
+    v.push_back(below1 = nextafter(below1, (T)0));
+  }
   for (double end : {iv.lo, iv.hi}) {
     T e = (T)end;
     v.push_back(e);
@@ -160,8 +181,9 @@ void run(const Decl &d, MpfrUnary ref_fn, const std::vector<const Interval *> &i
   for (const Interval *iv : ivs) {
     long count = quick ? std::min(iv->count, 40000L) : iv->count;
     std::vector<T> in = special_values<T>(*iv);
-    std::uniform_real_distribution<double> u(iv->lo, iv->hi);
-    for (long i = 0; i < count; ++i) in.push_back((T)u(rng));
+    std::uniform_real_distribution<double> u(iv->log_scale ? log(iv->lo) : iv->lo,
+                                             iv->log_scale ? log(iv->hi) : iv->hi);
+    for (long i = 0; i < count; ++i) in.push_back((T)(iv->log_scale ? exp(u(rng)) : u(rng)));
     const int n = (int)in.size();
     std::vector<T> out(n), in2(2 * n), out2(2 * n);
     for (int i = 0; i < n; ++i) in2[2 * i] = in[i];
