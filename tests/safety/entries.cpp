@@ -63,7 +63,10 @@ std::vector<Scalars> scalar_sets(const Entry &e) {
   if (e.shape == LINFRAC)
     v = {{1.5, -0.25, 2.0, 0.5}, {0.0, 1.5, 2.0, 0.5}, {1.5, -0.25, 0.0, 3.0}, {0.0, 2.0, 0.0, -4.0}, {-3.0, 0.0, 1.0, 0.0}};
   else if (e.shape == POWX_R)
-    v = {{2.0}, {0.5}, {-1.0}, {0.0}, {3.5}, {__builtin_nan("")}, {__builtin_inf()}, {-__builtin_inf()}};
+    // Every way the exponent dispatches: zeros, 1, 2, the chains 3..9 and
+    // -2..-4, the calls for -1, 0.5, -0.5, 1.5, and the general loop.
+    v = {{2.0}, {0.5},  {-1.0}, {0.0},  {-0.0}, {1.0},  {3.0},  {7.0},  {9.0}, {-2.0}, {-3.0}, {-4.0},
+         {-0.5}, {1.5}, {3.5}, {-2.5}, {1e-3}, {__builtin_nan("")}, {__builtin_inf()}, {-__builtin_inf()}};
   else if (e.shape == POWX_C)
     v = {{2.0, 0.0}, {0.5, 1.0}, {0.0, 0.0}, {-1.0, 0.25}};
   else
