@@ -3,6 +3,7 @@
 //
 //   QOR_SPECIAL(sLn, 0.0f, -INFINITY, 2)           one input
 //   QOR_SPECIAL2(sDiv, 1.0f, 0.0f, INFINITY, 2)    two inputs
+//   QOR_SPECIAL_POWX(sPowx, -2.0f, 3.0f, -8.0f, 0) an array and a scalar exponent
 //
 // Every row runs in every slot of the entry, unit and strided, at the head of
 // a block, inside it and in the tail, among pad values (0.75, harmless in every
@@ -26,7 +27,7 @@ namespace {
 
 struct Row {
   const char *entry;
-  int arity;
+  int arity;  // 1, 2, or 3 for an array and a scalar (Powx)
   double a, b, expected;
   int status;
   const char *text;
@@ -35,6 +36,8 @@ struct Row {
 #define QOR_SPECIAL(entry, a, expected, status) {#entry, 1, (double)(a), 0.0, (double)(expected), status, #a},
 #define QOR_SPECIAL2(entry, a, b, expected, status) \
   {#entry, 2, (double)(a), (double)(b), (double)(expected), status, #a ", " #b},
+#define QOR_SPECIAL_POWX(entry, a, b, expected, status) \
+  {#entry, 3, (double)(a), (double)(b), (double)(expected), status, #a ", " #b},
 const Row kRows[] = {
 #include "special_rows.inc"
 };
@@ -98,6 +101,9 @@ template <class T> struct Call {
     if (row.arity == 2 && !use_strided) ((void (*)(int, const T *, const T *, T *))k)(kN, a.data(), b.data(), r.data());
     if (row.arity == 2 && use_strided)
       ((void (*)(int, const T *, int, const T *, int, T *, int))k)(kN, a.data(), inca, b.data(), incb, r.data(), incr);
+    if (row.arity == 3 && !use_strided) ((void (*)(int, const T *, T, T *))k)(kN, a.data(), (T)row.b, r.data());
+    if (row.arity == 3 && use_strided)
+      ((void (*)(int, const T *, int, T, T *, int))k)(kN, a.data(), inca, (T)row.b, r.data(), incr);
     std::vector<T> out(kN);
     for (int i = 0; i < kN; ++i) out[i] = r[i * incr];
     return out;
