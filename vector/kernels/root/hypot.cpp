@@ -4,9 +4,9 @@
 //    whose larger magnitude lies outside [2^-63, 2^63), where a square could
 //    overflow or leave the normal range, take the scalar routine.
 //  - s HA: the sum of the squares of the widened inputs is exact in double
-//    to one rounding; the double root (seed and series) is rounded once.
-//  - d: the sum in double, narrowed to the mantissa's single precision seed
-//    and iterated in double; HA forms the sum in two parts and finishes with
+//    to one rounding; two coupled steps in double, rounded once.
+//  - d: the sum in double, narrowed to single for the seed by the conversion
+//    instruction, and iterated in double (the series of 1/sqrt(1 - e)); HA forms the sum in two parts and finishes with
 //    the residual of the root against both, so the low bits stay.
 #include "vector/dispatch/accuracy.h"
 #include "vector/kernels/root/root_common.h"
@@ -54,17 +54,24 @@ template <int Steps> struct SHypot {
   // LA reports nothing, overflow included; EP reports an overflow.
   static int scalar(const float *a, const float *b, float *r) { return shypot_scalar<Steps == 0>(a, b, r); }
 };
+// HA: the sum of the squares of the widened inputs in double (one rounding),
+// the seed from it narrowed, and the two coupled steps in double.
 struct SHypotHA : SHypot<1> {
-  static vd2 root(vd2 a, vd2 b) {
-    vd2 m;
-    vl2 q;
-    split_even(a * a + b * b, m, q);
-    return scale_up(sqrt_series4(m, seed(m)), q);
+  static vd2 root(vd2 s, vd2 y) {
+    vd2 r = s * y, h = 0.5 * y;
+    vd2 e = 0.5 - r * h;
+    r = r + r * e;
+    h = h + h * e;
+    e = 0.5 - r * h;
+    return r + r * e;
   }
   static vf4 lanes(vf4 a, vf4 b, vi4 &bad) {
-    vi4 ma = as<vi4>(a) & 0x7fffffff, mb = as<vi4>(b) & 0x7fffffff;
-    bad = (larger(ma, mb) >= 0x7f800000) | ((ma | mb) == 0);  // Inf, NaN, both zero
-    return narrow(root(low_pair(a), low_pair(b)), root(high_pair(a), high_pair(b)));
+    vi4 mx = larger(as<vi4>(a) & 0x7fffffff, as<vi4>(b) & 0x7fffffff);
+    bad = above_u(mx - 0x20000000, 0x5f000000 - 0x20000000 - 1);
+    vd2 al = low_pair(a), ah = high_pair(a), bl = low_pair(b), bh = high_pair(b);
+    vd2 sl = al * al + bl * bl, sh = ah * ah + bh * bh;
+    vf4 y = nan_where(bad, rsqrt_approx(narrow(sl, sh)));
+    return narrow(root(sl, low_pair(y)), root(sh, high_pair(y)));
   }
   static int scalar(const float *a, const float *b, float *r) { return shypot_scalar<true>(a, b, r); }
 };
@@ -78,11 +85,15 @@ QOR_INTERVAL2(sHypot, -3.4e38, 3.4e38, -3.4e38, 3.4e38, 50000)
 QOR_INTERVAL2_LOG(sHypot, 1e-45, 3.4e38, 1e-45, 3.4e38, 200000)
 QOR_INTERVAL2_LOG(sHypot, 1e-30, 1e-15, 1e-30, 1e-15, 50000)
 
-// d: the larger high word within [2^-450, 2^511): the squares and their
-// error terms stay normal and their sum finite.
+// d: the larger magnitude within [2^-63, 2^63) by its high word, so that the
+// sum of squares narrows to a normal float for the seed.
 inline vl2 d_hypot_special(vd2 a, vd2 b) {
   vi4 mx = larger(words(a) & 0x7fffffff, words(b) & 0x7fffffff);
-  return from_high_words(above_u(mx - 0x23d00000, 0x5fe00000 - 0x23d00000 - 1));
+  return from_high_words(above_u(mx - 0x3c000000, 0x43e00000 - 0x3c000000 - 1));
+}
+inline vd2 narrowed_seed(vd2 s) {
+  vf4 y = rsqrt_approx(as<vf4>(_mm_cvtpd_ps(as<__m128d>(s))));
+  return __builtin_convertvector(__builtin_shufflevector(y, y, 0, 1), vd2);
 }
 
 template <int Tier> struct DHypot {
@@ -91,23 +102,20 @@ template <int Tier> struct DHypot {
   static constexpr double kPad = 0.75;
   static constexpr const char *kName = "vdHypot";
   static vd2 core(vd2 a, vd2 b) {
-    vd2 m;
-    vl2 q;
     if (Tier != 1) {
-      split_even(a * a + b * b, m, q);
-      vd2 y = seed(m);
-      return scale_up(Tier == 2 ? sqrt_series2(m, y) : sqrt_series4(m, y), q);
+      vd2 s = a * a + b * b;
+      vd2 y = narrowed_seed(s);
+      return Tier == 2 ? sqrt_series2(s, y) : sqrt_series4(s, y);
     }
     vd2 p1, e1, p2, e2;  // a^2 + b^2 = s + lo
     two_product(a, a, p1, e1);
     two_product(b, b, p2, e2);
     vd2 s = p1 + p2, v = s - p1;
     vd2 lo = ((p1 - (s - v)) + (p2 - v)) + (e1 + e2);
-    split_even(s, m, q);
-    vd2 y = seed(m);
-    vd2 t = scale_up(sqrt_series4(m, y), q), tt, te;
+    vd2 y = narrowed_seed(s);
+    vd2 t = sqrt_series4(s, y), tt, te;
     two_product(t, t, tt, te);
-    return t + (((s - tt) - te) + lo) * scale_down(0.5 * y, q);  // + residual / (2 t)
+    return t + (((s - tt) - te) + lo) * (0.5 * y);  // + residual / (2 t)
   }
   static vd2 lanes(vd2 a, vd2 b, vl2 &bad) {
     bad = d_hypot_special(a, b);

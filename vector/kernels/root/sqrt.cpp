@@ -31,22 +31,20 @@ template <int Steps> struct SSqrt {
 using SSqrtEP = SSqrt<0>;
 using SSqrtLA = SSqrt<1>;
 
-// HA: the same coupled step twice, the second correction added last; in
-// single precision the roundings of the steps leave 1.6 ulp, so the steps run
-// in double on the widened lanes and the result is rounded once.
+// HA: two coupled steps, the second step's correction added last. Its
+// residual x - s^2 comes exact from the halves of s (cut by 4097 = 2^12 + 1):
+// formed from the rounded product s h, as in the first step, it leaves 1.6 ulp.
 struct SSqrtHA : SSqrt<1> {
-  static vd2 steps(vd2 x, vd2 y) {
-    vd2 s = x * y, h = 0.5 * y;
-    vd2 e = 0.5 - s * h;
-    s = s + s * e;
-    h = h + h * e;
-    e = 0.5 - s * h;
-    return s + s * e;
-  }
   static vf4 lanes(vf4 x, vi4 &bad) {
     bad = s_special_lanes(x);
     vf4 y = nan_where(bad, rsqrt_approx(x));
-    return narrow(steps(low_pair(x), low_pair(y)), steps(high_pair(x), high_pair(y)));
+    vf4 s = x * y, h = 0.5f * y;
+    vf4 e = 0.5f - s * h;
+    s = s + s * e;
+    h = h + h * e;
+    vf4 c = 4097.0f * s, sh = c - (c - s), sl = s - sh;
+    vf4 residual = ((x - sh * sh) - 2.0f * sh * sl) - sl * sl;
+    return s + residual * h;
   }
 };
 QOR_ACCURACY(sSqrt, LA, ULP, 4.0)
