@@ -47,7 +47,7 @@ template <int P> struct SCubeHA : SCube<P, 1> {
 
 template <int P, int Terms> struct DCube {
   using T = double;
-  static constexpr int kIn = 1, kOut = 1, kBlock = 8;
+  static constexpr int kIn = 1, kOut = 1, kBlock = 16;
   static constexpr double kPad = 0.75;
   static constexpr const char *kName = CubeNames<P>::d;
   static vd2 lanes(vd2 x, vl2 &bad) { return cube_core<P, Terms>(x, bad); }

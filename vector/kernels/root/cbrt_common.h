@@ -57,9 +57,9 @@ template <int P> inline vf4 cube_finish(const CubeSplitF &s, vf4 v) {
 }
 
 // d: the same on the high words, carried in 64-bit lanes (the quotient by the
-// unsigned 32-bit multiply); the row's power comes in two parts, so the sum
-// hi + (lo + hi p) keeps the last bits. Terms: the degree of p; at degree 8
-// (HA) r is also formed from the exact product m * (1/c), 1/c in two parts.
+// unsigned 32-bit multiply). Terms: the degree of p. At degree 8 (HA) the
+// row's power comes in two parts, so the sum hi + (lo + hi p) keeps the last
+// bits, and r is formed from the exact product m * (1/c), 1/c in two parts.
 template <int P, int Terms> inline vd2 cube_core(vd2 x, vl2 &bad) {
   bad = from_high_words(as<vi4>(as<vu4>(words(x) & 0x7fffffff) - 0x80100000u) > (int32_t)0xffdfffff);
   vq2 bits = as<vq2>(x);
@@ -75,11 +75,11 @@ template <int P, int Terms> inline vd2 cube_core(vd2 x, vl2 &bad) {
     two_product(m, rcp, prod, err);
     r = (prod - 1.0) + (err + m * gather(&kCbrtRowsD[0][0][7], at));  // with the low part of 1/c
   }
-  vd2 hi = gather(&kCbrtRowsD[0][0][double_column(P)], at), lo = gather(&kCbrtRowsD[0][0][double_column(P) + 1], at);
+  vd2 hi = gather(&kCbrtRowsD[0][0][double_column(P)], at);
   const double *c = series<P>();
   vd2 p = vd2{} + c[Terms - 1];
   for (int i = Terms - 2; i >= 0; --i) p = c[i] + r * p;
-  vd2 v = hi + (lo + hi * (r * p));
+  vd2 v = Terms >= 8 ? hi + (gather(&kCbrtRowsD[0][0][double_column(P) + 1], at) + hi * (r * p)) : hi + hi * (r * p);
   vq2 pk = P == 1 ? k : P == -1 ? vq2{} - k : k + k;
   vq2 out = as<vq2>(v) + (pk << 52);
   return as<vd2>(P == 2 ? out : out | (bits & 0x8000000000000000ull));
