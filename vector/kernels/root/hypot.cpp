@@ -92,8 +92,7 @@ inline vl2 d_hypot_special(vd2 a, vd2 b) {
   return from_high_words(above_u(mx - 0x3c000000, 0x43e00000 - 0x3c000000 - 1));
 }
 inline vd2 narrowed_seed(vd2 s) {
-  vf4 y = rsqrt_approx(as<vf4>(_mm_cvtpd_ps(as<__m128d>(s))));
-  return __builtin_convertvector(__builtin_shufflevector(y, y, 0, 1), vd2);
+  return low_pair(rsqrt_approx(as<vf4>(_mm_cvtpd_ps(as<__m128d>(s)))));
 }
 
 template <int Tier> struct DHypot {

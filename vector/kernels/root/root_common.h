@@ -31,8 +31,9 @@ inline vi4 above_u(vi4 a, uint32_t c) {
 }
 
 // Float lanes 0-1 and 2-3 widened to doubles, and two double pairs narrowed back.
-inline vd2 low_pair(vf4 x) { return __builtin_convertvector(__builtin_shufflevector(x, x, 0, 1), vd2); }
-inline vd2 high_pair(vf4 x) { return __builtin_convertvector(__builtin_shufflevector(x, x, 2, 3), vd2); }
+// (By the conversion instructions: the generic conversions may come out as scalar code.)
+inline vd2 low_pair(vf4 x) { return as<vd2>(_mm_cvtps_pd(as<__m128>(x))); }
+inline vd2 high_pair(vf4 x) { return as<vd2>(_mm_cvtps_pd(_mm_movehl_ps(as<__m128>(x), as<__m128>(x)))); }
 inline vf4 narrow(vd2 lo, vd2 hi) {
   vf4 l = as<vf4>(_mm_cvtpd_ps(as<__m128d>(lo))), h = as<vf4>(_mm_cvtpd_ps(as<__m128d>(hi)));
   return __builtin_shufflevector(l, h, 0, 1, 4, 5);
