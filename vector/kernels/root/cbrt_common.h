@@ -36,7 +36,7 @@ inline CubeSplitF cube_split(vf4 x) {
   vi4 b = as<vi4>(x);
   s.sign = b & (int32_t)0x80000000;
   vi4 mag = b & 0x7fffffff;
-  s.bad = as<vi4>(as<vu4>(mag) - 0x80800000u) > (int32_t)0xfeffffff;
+  s.bad = greater(as<vi4>(as<vu4>(mag) - 0x80800000u), (int32_t)0xfeffffff);
   vi4 n = (mag >> 23) + 2;  // u + 129, from 3 to 256
   vi4 q = as<vi4>(_mm_srli_epi32(_mm_mullo_epi16(as<__m128i>(n + 1), _mm_set1_epi32(0x55)), 8));  // n / 3
   s.k = q - 43;

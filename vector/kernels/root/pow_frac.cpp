@@ -88,7 +88,7 @@ template <class T> int pow3o2_scalar(const T *a, T *r) {
 
 // s: bits from 0x1d800000 (2^-68, about 3.4e-21) below 0x69800000 (2^84,
 // about 1.9e25) by one unsigned compare; negative x lies above.
-inline vi4 s_pow3o2_special(vf4 x) { return above_u(as<vi4>(x) - 0x1d800000, 0x69800000 - 0x1d800000 - 1); }
+inline vi4 s_pow3o2_special(vf4 x) { return greater(as<vi4>(x) + 0x62800000, (int32_t)0xcbffffff); }  // bits - 0x1d800000 >= 0x4c000000, unsigned
 
 template <int Steps> struct SPow3o2 {
   using T = float;

@@ -22,13 +22,19 @@ inline vi4 s_special_lanes(vf4 x) { return as<vi4>(as<vu4>(x) - 0x80800000u) > (
 inline vf4 rsqrt_approx(vf4 x) { return as<vf4>(_mm_rsqrt_ps(as<__m128>(x))); }
 inline vf4 rcp_approx(vf4 x) { return as<vf4>(_mm_rcp_ps(as<__m128>(x))); }
 
+// a > c per signed 32-bit lane as one pcmpgtd (the compiler's own form of a
+// comparison with a constant may come out as a compare and a negation).
+inline vi4 greater(vi4 a, int32_t c) {
+  vi4 b = vi4{} + c;
+  __asm__("pcmpgtd %1, %0" : "+x"(a) : "x"(b));
+  return a;
+}
+
 // Flagged lanes read as NaN, so that no stray number survives in them.
 inline vf4 nan_where(vi4 bad, vf4 y) { return as<vf4>(as<vi4>(y) | bad); }
 
 // Unsigned a > c per 32-bit lane, by the signed compare with the sign flipped.
-inline vi4 above_u(vi4 a, uint32_t c) {
-  return (a ^ (int32_t)0x80000000) > (int32_t)(c ^ 0x80000000u);
-}
+inline vi4 above_u(vi4 a, uint32_t c) { return greater(a ^ (int32_t)0x80000000, (int32_t)(c ^ 0x80000000u)); }
 
 // Float lanes 0-1 and 2-3 widened to doubles, and two double pairs narrowed back.
 // (By the conversion instructions: the generic conversions may come out as scalar code.)

@@ -14,7 +14,7 @@ using namespace qor::kernels::root;
 
 // Positive normal floats below 0x7f7ff000, that one excluded: there the HA
 // residual's square of the root's upper half would round up to infinity.
-inline vi4 s_sqrt_special_lanes(vf4 x) { return as<vi4>(as<vu4>(x) - 0x80800000u) > (int32_t)0xfeffefff; }
+inline vi4 s_sqrt_special_lanes(vf4 x) { return greater(as<vi4>(as<vu4>(x) - 0x80800000u), (int32_t)0xfeffefff); }
 
 template <int Steps> struct SSqrt {
   using T = float;
