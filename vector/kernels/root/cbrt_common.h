@@ -61,7 +61,7 @@ template <int P> inline vf4 cube_finish(const CubeSplitF &s, vf4 v) {
 // row's power comes in two parts, so the sum hi + (lo + hi p) keeps the last
 // bits, and r is formed from the exact product m * (1/c), 1/c in two parts.
 template <int P, int Terms> inline vd2 cube_core(vd2 x, vl2 &bad) {
-  bad = from_high_words(as<vi4>(as<vu4>(words(x) & 0x7fffffff) - 0x80100000u) > (int32_t)0xffdfffff);
+  bad = from_high_words(greater(as<vi4>(as<vu4>(words(x) & 0x7fffffff) - 0x80100000u), (int32_t)0xffdfffff));
   vq2 bits = as<vq2>(x);
   vq2 mag = (bits >> 32) & 0x7fffffff;
   vq2 n = (mag >> 20) + 3;  // u + 1026, from 4 to 2049

@@ -123,7 +123,7 @@ inline vd2 reciprocal_seed(vd2 b, vl2 &bad) {
   const vi4 high = {0, -1, 0, -1};
   vi4 w = words(b);
   vi4 mag = w & 0x7fffffff;
-  bad = from_high_words(as<vi4>(as<vu4>(mag) - 0x80200000u) > (int32_t)0xffafffff);
+  bad = from_high_words(greater(as<vi4>(as<vu4>(mag) - 0x80200000u), (int32_t)0xffafffff));
   vi4 mf = ((w << 3) & 0x007fffff) | 0x3f800000;
   vf4 y = rcp_approx(as<vf4>(__builtin_shufflevector(mf, mf, 1, 3, 1, 3)));
   vd2 y0 = low_pair(y);  // (1/2, 1]

@@ -16,12 +16,6 @@ namespace qor::kernels::root {
 
 using namespace qor::simd;
 
-// Positive normal floats below 0x7f7ff000: one subtraction, one signed compare.
-inline vi4 s_special_lanes(vf4 x) { return as<vi4>(as<vu4>(x) - 0x80800000u) > (int32_t)0xfefff000; }
-
-inline vf4 rsqrt_approx(vf4 x) { return as<vf4>(_mm_rsqrt_ps(as<__m128>(x))); }
-inline vf4 rcp_approx(vf4 x) { return as<vf4>(_mm_rcp_ps(as<__m128>(x))); }
-
 // a > c per signed 32-bit lane as one pcmpgtd (the compiler's own form of a
 // comparison with a constant may come out as a compare and a negation).
 inline vi4 greater(vi4 a, int32_t c) {
@@ -29,6 +23,12 @@ inline vi4 greater(vi4 a, int32_t c) {
   __asm__("pcmpgtd %1, %0" : "+x"(a) : "x"(b));
   return a;
 }
+
+// Positive normal floats below 0x7f7ff000: one subtraction, one signed compare.
+inline vi4 s_special_lanes(vf4 x) { return greater(as<vi4>(as<vu4>(x) - 0x80800000u), (int32_t)0xfefff000); }
+
+inline vf4 rsqrt_approx(vf4 x) { return as<vf4>(_mm_rsqrt_ps(as<__m128>(x))); }
+inline vf4 rcp_approx(vf4 x) { return as<vf4>(_mm_rcp_ps(as<__m128>(x))); }
 
 // Flagged lanes read as NaN, so that no stray number survives in them.
 inline vf4 nan_where(vi4 bad, vf4 y) { return as<vf4>(as<vi4>(y) | bad); }
@@ -47,7 +47,7 @@ inline vf4 narrow(vd2 lo, vd2 hi) {
 
 // d: positive normal doubles by the high word (a subtraction of 0x80100000).
 inline vl2 d_special_lanes(vd2 x) {
-  return from_high_words(as<vi4>(as<vu4>(x) - 0x80100000u) > (int32_t)0xffbfffff);
+  return from_high_words(greater(as<vi4>(as<vu4>(x) - 0x80100000u), (int32_t)0xffbfffff));
 }
 
 // x = m 2^(2q), m in [1, 4). The exponent work is done on the 32-bit high
