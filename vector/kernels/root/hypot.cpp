@@ -107,13 +107,13 @@ template <int Tier> struct DHypot {
       return Tier == 2 ? sqrt_series2(s, y) : sqrt_series4(s, y);
     }
     vd2 p1, e1, p2, e2;  // a^2 + b^2 = s + lo
-    two_product(a, a, p1, e1);
-    two_product(b, b, p2, e2);
+    two_square(a, p1, e1);
+    two_square(b, p2, e2);
     vd2 s = p1 + p2, v = s - p1;
     vd2 lo = ((p1 - (s - v)) + (p2 - v)) + (e1 + e2);
     vd2 y = narrowed_seed(s);
     vd2 t = sqrt_series4(s, y), tt, te;
-    two_product(t, t, tt, te);
+    two_square(t, tt, te);
     return t + (((s - tt) - te) + lo) * (0.5 * y);  // + residual / (2 t)
   }
   static vd2 lanes(vd2 a, vd2 b, vl2 &bad) {

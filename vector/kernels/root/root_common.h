@@ -81,6 +81,14 @@ template <class V> inline void two_product(V a, V b, V &p, V &err) {
   err = ((ah * bh - p) + ah * bl + al * bh) + al * bl;
 }
 
+// a^2 = p + err exactly: the same with one split.
+template <class V> inline void two_square(V a, V &p, V &err) {
+  V ca = 134217729.0 * a;
+  V ah = ca - (ca - a), al = a - ah;
+  p = a * a;
+  err = ((ah * ah - p) + 2.0 * ah * al) + al * al;
+}
+
 // sqrt(m) for m in [1, 4) from the approximate seed y (12 bits), to nearly
 // double precision: s = m y, e = 1 - m y^2, sqrt(m) = s / sqrt(1 - e) by a
 // short series of 1/sqrt(1 - e). Degree 2 gives about 34 bits, degree 4 about 56.
