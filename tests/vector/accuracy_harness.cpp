@@ -2,10 +2,13 @@
 // QOR_INTERVAL (or QOR_INTERVAL_LOG) beside its definition is run over random
 // inputs on its intervals and over special values, and its error against MPFR (at 160 bits)
 // is compared with its bound: at most `bound` ulp, or at least `bound` correct
-// bits. The strided form with stride 2 must give the same bits.
+// bits (a bound of 0.5 ulp asks for the correctly rounded result). Two-input
+// entries (QOR_INTERVAL2) run over random pairs and every pair of special
+// values. The strided form with stride 2 must give the same bits.
 //
 //   qor_accuracy --quick   a sample of each interval (part of make test)
 //   qor_accuracy --long    the declared counts, as a table (make accuracy)
+//   qor_accuracy --long sSqrt dDiv   only the entries named
 #include <dlfcn.h>
 #include <float.h>
 #include <math.h>
@@ -35,6 +38,8 @@ struct Interval {
   double lo, hi;
   long count;
   bool log_scale;  // log-uniform: every binade of [lo, hi] alike
+  bool two;        // a pair interval of a two-input entry: b on [blo, bhi]
+  double blo, bhi;
 };
 
 struct KnownMiss {
@@ -43,27 +48,39 @@ struct KnownMiss {
   double measured;  // ulp, or correct bits
 };
 
-#define QOR_ACCURACY(entry, tier, kind, bound) {#entry, tier, kind, bound},
+#define QOR_ACCURACY(entry, tier, kind, bound)
 #define QOR_INTERVAL(entry, lo, hi, count)
 #define QOR_INTERVAL_LOG(entry, lo, hi, count)
+#define QOR_INTERVAL2(entry, alo, ahi, blo, bhi, count)
+#define QOR_INTERVAL2_LOG(entry, alo, ahi, blo, bhi, count)
 #define QOR_KNOWN_MISS(entry, tier, measured)
+#undef QOR_ACCURACY
+#define QOR_ACCURACY(entry, tier, kind, bound) {#entry, tier, kind, bound},
 const Decl kDecls[] = {
 #include "accuracy.def"
 };
 #undef QOR_ACCURACY
 #undef QOR_INTERVAL
 #undef QOR_INTERVAL_LOG
+#undef QOR_INTERVAL2
+#undef QOR_INTERVAL2_LOG
 #define QOR_ACCURACY(entry, tier, kind, bound)
-#define QOR_INTERVAL(entry, lo, hi, count) {#entry, lo, hi, count, false},
-#define QOR_INTERVAL_LOG(entry, lo, hi, count) {#entry, lo, hi, count, true},
+#define QOR_INTERVAL(entry, lo, hi, count) {#entry, lo, hi, count, false, false, 0, 0},
+#define QOR_INTERVAL_LOG(entry, lo, hi, count) {#entry, lo, hi, count, true, false, 0, 0},
+#define QOR_INTERVAL2(entry, alo, ahi, blo, bhi, count) {#entry, alo, ahi, count, false, true, blo, bhi},
+#define QOR_INTERVAL2_LOG(entry, alo, ahi, blo, bhi, count) {#entry, alo, ahi, count, true, true, blo, bhi},
 const Interval kIntervals[] = {
 #include "accuracy.def"
 };
 #undef QOR_INTERVAL
 #undef QOR_INTERVAL_LOG
+#undef QOR_INTERVAL2
+#undef QOR_INTERVAL2_LOG
 #undef QOR_KNOWN_MISS
 #define QOR_INTERVAL(entry, lo, hi, count)
 #define QOR_INTERVAL_LOG(entry, lo, hi, count)
+#define QOR_INTERVAL2(entry, alo, ahi, blo, bhi, count)
+#define QOR_INTERVAL2_LOG(entry, alo, ahi, blo, bhi, count)
 #define QOR_KNOWN_MISS(entry, tier, measured) {#entry, tier, measured},
 const KnownMiss kKnownMisses[] = {
 #include "accuracy.def"
@@ -89,6 +106,24 @@ int logb_ref(mpfr_ptr y, mpfr_srcptr x, mpfr_rnd_t rnd) {
   return mpfr_set_si(y, mpfr_get_exp(x) - 1, rnd);
 }
 
+// References computed at the working precision (160 bits) and rounded once
+// by error_of: 1/x, 1/cbrt(x), cbrt(x)^2 (also for negative x), x^(3/2)
+// (NaN for any negative x, -Inf included, as the square root of x would give).
+int inv_ref(mpfr_ptr y, mpfr_srcptr x, mpfr_rnd_t rnd) { return mpfr_ui_div(y, 1, x, rnd); }
+int inv_cbrt_ref(mpfr_ptr y, mpfr_srcptr x, mpfr_rnd_t rnd) {
+  mpfr_cbrt(y, x, rnd);
+  return mpfr_ui_div(y, 1, y, rnd);
+}
+int pow2o3_ref(mpfr_ptr y, mpfr_srcptr x, mpfr_rnd_t rnd) {
+  mpfr_cbrt(y, x, rnd);
+  return mpfr_sqr(y, y, rnd);
+}
+int pow3o2_ref(mpfr_ptr y, mpfr_srcptr x, mpfr_rnd_t rnd) {
+  if (mpfr_sgn(x) < 0) return mpfr_set_nan(y), 0;
+  mpfr_sqrt(y, x, rnd);
+  return mpfr_mul(y, y, x, rnd);
+}
+
 struct Reference {
   const char *func;
   MpfrUnary f;
@@ -98,6 +133,7 @@ const Reference kReferences[] = {
     {"Ln", mpfr_log}, {"Log2", mpfr_log2}, {"Log10", mpfr_log10}, {"Log1p", mpfr_log1p},
     {"Logb", logb_ref},
     {"Sqrt", mpfr_sqrt}, {"InvSqrt", mpfr_rec_sqrt}, {"Cbrt", mpfr_cbrt},
+    {"Inv", inv_ref}, {"InvCbrt", inv_cbrt_ref}, {"Pow2o3", pow2o3_ref}, {"Pow3o2", pow3o2_ref},
     {"Sin", mpfr_sin}, {"Cos", mpfr_cos}, {"Tan", mpfr_tan},
     {"Sinh", mpfr_sinh}, {"Cosh", mpfr_cosh}, {"Tanh", mpfr_tanh},
     {"Asin", mpfr_asin}, {"Acos", mpfr_acos}, {"Atan", mpfr_atan},
@@ -105,8 +141,23 @@ const Reference kReferences[] = {
     {"Erf", mpfr_erf}, {"Erfc", mpfr_erfc},
 };
 
+// Two-input entries: f(a, b).
+using MpfrBinary = int (*)(mpfr_ptr, mpfr_srcptr, mpfr_srcptr, mpfr_rnd_t);
+struct Reference2 {
+  const char *func;
+  MpfrBinary f;
+};
+const Reference2 kReferences2[] = {
+    {"Div", mpfr_div}, {"Hypot", mpfr_hypot},
+};
+
 MpfrUnary reference_of(const char *entry) {
   for (const Reference &r : kReferences)
+    if (strcmp(entry + 1, r.func) == 0) return r.f;
+  return nullptr;
+}
+MpfrBinary reference2_of(const char *entry) {
+  for (const Reference2 &r : kReferences2)
     if (strcmp(entry + 1, r.func) == 0) return r.f;
   return nullptr;
 }
@@ -119,6 +170,7 @@ void *table_kernel(const std::string &entry, Tier tier) {
 struct Result {
   double worst = 0;     // max ulp, or max relative error for BITS
   double worst_at = 0;
+  double worst_at_b = NAN;  // the second input of a two-input entry
   long count = 0;
   long mismatches = 0;  // strided form differing from the unit form
   long nan_errors = 0;
@@ -179,6 +231,7 @@ void run(const Decl &d, MpfrUnary ref_fn, const std::vector<const Interval *> &i
   mpfr_t x, y, tmp;
   mpfr_inits2(160, x, y, tmp, (mpfr_ptr)0);
   for (const Interval *iv : ivs) {
+    if (iv->two) continue;
     long count = quick ? std::min(iv->count, 40000L) : iv->count;
     std::vector<T> in = special_values<T>(*iv);
     std::uniform_real_distribution<double> u(iv->log_scale ? log(iv->lo) : iv->lo,
@@ -204,6 +257,57 @@ void run(const Decl &d, MpfrUnary ref_fn, const std::vector<const Interval *> &i
   mpfr_clears(x, y, tmp, (mpfr_ptr)0);
 }
 
+// The special values of both inputs, as pairs (every pair of the list).
+template <class T> std::vector<T> pair_values() {
+  const T big = sizeof(T) == 4 ? FLT_MAX : DBL_MAX, tiny = sizeof(T) == 4 ? FLT_MIN : DBL_MIN;
+  const T den = sizeof(T) == 4 ? (T)1.4e-45f : (T)4.9e-324;
+  return {0, -(T)0, 1, -1, (T)0.5, 3, (T)INFINITY, -(T)INFINITY, (T)NAN, -(T)NAN, big, -big, tiny, -tiny, den,
+          -den, (T)1e-30, (T)1e30};
+}
+
+// Two inputs: random pairs on each pair interval, then all special pairs;
+// the strided form with stride 2 on both inputs and the result.
+template <class T>
+void run2(const Decl &d, MpfrBinary ref_fn, const std::vector<const Interval *> &ivs, bool quick, Result &res) {
+  using Unit = void (*)(int, const T *, const T *, T *);
+  using Strided = void (*)(int, const T *, int, const T *, int, T *, int);
+  auto unit = (Unit)table_kernel(d.entry, d.tier);
+  auto strided = (Strided)table_kernel(std::string(d.entry) + "I", d.tier);
+  std::mt19937_64 rng(12345);
+  mpfr_t x, xb, y, tmp;
+  mpfr_inits2(160, x, xb, y, tmp, (mpfr_ptr)0);
+  std::vector<T> a, b;
+  for (T u : pair_values<T>())
+    for (T v : pair_values<T>()) a.push_back(u), b.push_back(v);
+  for (const Interval *iv : ivs) {
+    if (!iv->two) continue;
+    long count = quick ? std::min(iv->count, 40000L) : iv->count;
+    auto draw = [&](double lo, double hi) {
+      std::uniform_real_distribution<double> u(iv->log_scale ? log(lo) : lo, iv->log_scale ? log(hi) : hi);
+      return (T)(iv->log_scale ? exp(u(rng)) : u(rng));
+    };
+    for (long i = 0; i < count; ++i) a.push_back(draw(iv->lo, iv->hi)), b.push_back(draw(iv->blo, iv->bhi));
+  }
+  const int n = (int)a.size();
+  std::vector<T> out(n), a2(2 * n), b2(2 * n), out2(2 * n);
+  for (int i = 0; i < n; ++i) a2[2 * i] = a[i], b2[2 * i] = b[i];
+  unit(n, a.data(), b.data(), out.data());
+  if (strided) strided(n, a2.data(), 2, b2.data(), 2, out2.data(), 2);
+  for (int i = 0; i < n; ++i) {
+    if (strided && memcmp(&out[i], &out2[2 * i], sizeof(T)) != 0) ++res.mismatches;
+    mpfr_set_d(x, (double)a[i], MPFR_RNDN);
+    mpfr_set_d(xb, (double)b[i], MPFR_RNDN);
+    ref_fn(y, x, xb, MPFR_RNDN);
+    double e = error_of<T>(out[i], y, d.kind, tmp);
+    if (!(e <= res.worst)) {
+      if (isinf(e) || isnan(e)) ++res.nan_errors;
+      res.worst = e, res.worst_at = (double)a[i], res.worst_at_b = (double)b[i];
+    }
+  }
+  res.count += n;
+  mpfr_clears(x, xb, y, tmp, (mpfr_ptr)0);
+}
+
 }  // namespace
 
 int main(int argc, char **argv) {
@@ -212,24 +316,41 @@ int main(int argc, char **argv) {
   static const char *tier_names[] = {"LA", "HA", "EP"};
   int failures = 0, run_count = 0;
   printf("%-14s %-4s %-22s %-24s %-10s %s\n", "entry", "tier", "bound", "measured", "inputs", "worst at");
+  auto wanted = [&](const char *entry) {  // entries named on the command line, or all
+    bool any = false;
+    for (int i = 1; i < argc; ++i)
+      if (argv[i][0] != '-') {
+        any = true;
+        if (strcmp(argv[i], entry) == 0) return true;
+      }
+    return !any;
+  };
   for (const Decl &d : kDecls) {
+    if (!wanted(d.entry)) continue;
     MpfrUnary ref = reference_of(d.entry);
+    MpfrBinary ref2 = reference2_of(d.entry);
     std::vector<const Interval *> ivs;
     for (const Interval &iv : kIntervals)
       if (strcmp(iv.entry, d.entry) == 0) ivs.push_back(&iv);
-    if (!ref || ivs.empty() || !table_kernel(d.entry, d.tier)) {
+    if (!(ref || ref2) || ivs.empty() || !table_kernel(d.entry, d.tier)) {
       printf("%-14s %-4s no reference, interval or kernel\n", d.entry, tier_names[d.tier]);
       ++failures;
       continue;
     }
     Result res;
-    if (d.entry[0] == 's') run<float>(d, ref, ivs, quick, res);
-    else run<double>(d, ref, ivs, quick, res);
+    if (ref2) {
+      if (d.entry[0] == 's') run2<float>(d, ref2, ivs, quick, res);
+      else run2<double>(d, ref2, ivs, quick, res);
+    } else {
+      if (d.entry[0] == 's') run<float>(d, ref, ivs, quick, res);
+      else run<double>(d, ref, ivs, quick, res);
+    }
     ++run_count;
     char bound[32], measured[48];
     bool ok;
     if (d.kind == ULP) {
-      snprintf(bound, sizeof bound, "<= %.1f ulp", d.bound);
+      if (d.bound == 0.5) snprintf(bound, sizeof bound, "correctly rounded");
+      else snprintf(bound, sizeof bound, "<= %.1f ulp", d.bound);
       snprintf(measured, sizeof measured, "%.3f ulp", res.worst);
       ok = res.worst <= d.bound;
     } else {
@@ -243,8 +364,11 @@ int main(int argc, char **argv) {
     ok = ok && res.mismatches == 0;
     char note[48] = "";
     if (miss) snprintf(note, sizeof note, "  MISS (recorded %.2f)", miss->measured);
-    printf("%-14s %-4s %-22s %-24s %-10ld %.9g%s%s%s\n", d.entry, tier_names[d.tier], bound, measured, res.count,
-           res.worst_at, note, res.mismatches ? "  STRIDED MISMATCH" : "", ok ? "" : "  FAIL");
+    char at[64];
+    if (isnan(res.worst_at_b)) snprintf(at, sizeof at, "%.9g", res.worst_at);
+    else snprintf(at, sizeof at, "%.9g, %.9g", res.worst_at, res.worst_at_b);
+    printf("%-14s %-4s %-22s %-24s %-10ld %s%s%s%s\n", d.entry, tier_names[d.tier], bound, measured, res.count,
+           at, note, res.mismatches ? "  STRIDED MISMATCH" : "", ok ? "" : "  FAIL");
     failures += !ok;
   }
   printf("%d passed, %d failed\n", run_count - (failures > run_count ? run_count : failures), failures);

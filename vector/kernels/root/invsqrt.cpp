@@ -5,17 +5,13 @@
 #include <math.h>
 
 #include "vector/dispatch/accuracy.h"
-#include "vector/dispatch/kernel_defs.h"
+#include "vector/kernels/root/root_common.h"
 
 namespace qor::kernels {
 namespace {
 
 using namespace qor::simd;
-
-// Positive normal floats below 0x7f7ff000: one subtraction, one signed compare.
-inline vi4 s_special_lanes(vf4 x) { return as<vi4>(as<vu4>(x) - 0x80800000u) > (int32_t)0xfefff000; }
-
-inline vf4 rsqrt_approx(vf4 x) { return as<vf4>(_mm_rsqrt_ps(as<__m128>(x))); }
+using namespace qor::kernels::root;
 
 // Zero: +Inf, status 2. Negative (or -Inf): NaN, status 1. +Inf: +0. NaN: quiet NaN.
 template <class T> int invsqrt_special(T x, T *r) {
@@ -94,32 +90,6 @@ struct SInvSqrtHA {
 };
 QOR_ACCURACY(sInvSqrt, HA, ULP, 1.0)
 
-// d: positive normal doubles by the high word (a subtraction of 0x80100000).
-inline vl2 d_special_lanes(vd2 x) {
-  return from_high_words(as<vi4>(as<vu4>(x) - 0x80100000u) > (int32_t)0xffbfffff);
-}
-
-// x = m 2^(2q), m in [1, 4): 1/sqrt(x) = 1/sqrt(m) 2^-q. The exponent work is
-// done on the 32-bit high words (SSSE3 has no 64-bit arithmetic shift); q
-// comes back already placed in the exponent field. The seed is the single
-// precision instruction on m.
-inline void split_even(vd2 x, vd2 &m, vl2 &q_field) {
-  const vi4 high = {0, -1, 0, -1};
-  vi4 w = words(x);
-  vi4 e = ((w >> 20) & 0x7ff) - 1023;  // normal inputs only
-  vi4 odd = e & 1;
-  vi4 q = (e - odd) >> 1;
-  vi4 mw = (w & ~high) | (((w & 0x000fffff) | ((odd + 1023) << 20)) & high);
-  m = as<vd2>(mw);
-  q_field = as<vl2>((as<vu4>(q) << 20) & as<vu4>(high));
-}
-inline vd2 seed(vd2 m) {
-  vf4 mf = __builtin_convertvector(__builtin_shufflevector(m, m, 0, 1, 0, 1), vf4);
-  vf4 y = rsqrt_approx(mf);
-  return __builtin_convertvector(__builtin_shufflevector(y, y, 0, 1), vd2);
-}
-inline vd2 scale_down(vd2 y, vl2 q_field) { return as<vd2>(as<vl2>(y) - q_field); }
-
 // 1/sqrt of a positive denormal, rounded once from extended precision.
 __attribute__((noinline)) void dinvsqrt_extended(const double *a, double *r) {
   *r = (double)(1.0L / sqrtl((long double)*a));
@@ -162,15 +132,6 @@ QOR_ACCURACY(dInvSqrt, LA, ULP, 4.0)
 QOR_ACCURACY(dInvSqrt, EP, BITS, 26)
 QOR_INTERVAL(dInvSqrt, 2.3e-308, 1.7e308, 300000)
 QOR_INTERVAL(dInvSqrt, 0.0, 4.0, 300000)
-
-// Exact product a * b = p + err by Dekker's split (no fused multiply-add here).
-inline void two_product(vd2 a, vd2 b, vd2 &p, vd2 &err) {
-  const double split = 134217729.0;  // 2^27 + 1
-  vd2 ca = split * a, cb = split * b;
-  vd2 ah = ca - (ca - a), al = a - ah, bh = cb - (cb - b), bl = b - bh;
-  p = a * b;
-  err = ((ah * bh - p) + ah * bl + al * bh) + al * bl;
-}
 
 // HA: two Newton steps, then one last correction with the exact residual
 // 1 - m y^2 (from exact products), so the last bits come in.
