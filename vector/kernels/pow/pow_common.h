@@ -210,7 +210,7 @@ template <class T> int pow_scalar(T xt, T yt, T *r) {
     return *r = odd_neg ? (T)-0.0 : (T)0, 0;
   }
   if (__builtin_isinf(x)) {
-    const T v = (y < 0) == (x > 0) ? (T)0 : infinity<T>();
+    const T v = y < 0 ? (T)0 : infinity<T>();
     return *r = odd_neg ? -v : v, 0;
   }
   if (x < 0 && kind == 0) {
