@@ -52,6 +52,33 @@ template <int P, class V> inline V chain(V x) {
   return x8 * x;
 }
 
+// The longest chains (7, 8, 9) round four times, up to 5.7 ulp: they keep
+// their rounding errors, in double for s and as double-double for d, and
+// round once at the end. Where the double-double parts overflow the plain
+// chain stands (its result is infinite then anyway).
+template <class T> struct DD {
+  using V = typename Lanes<T>::V;
+  V h, l;
+};
+inline DD<double> mul(DD<double> a, DD<double> b) {
+  vd2 ah, al, p, e;
+  split(a.h, ah, al);
+  two_product(a.h, ah, al, b.h, p, e);
+  return {p, e + (a.h * b.l + a.l * b.h)};
+}
+template <int P> inline vd2 carried_chain(vd2 x) {
+  const DD<double> x1 = {x, vd2{}}, x2 = mul(x1, x1), x4 = mul(x2, x2);
+  const DD<double> v = P == 7 ? mul(mul(x4, x2), x1) : P == 8 ? mul(x4, x4) : mul(mul(x4, x4), x1);
+  const vd2 sum = v.h + v.l, plain = chain<P>(x);
+  const vl2 finite = (as<vl2>(sum) & 0x7fffffffffffffffll) < 0x7ff0000000000000ll;
+  return select(finite, sum, plain);
+}
+template <int P> inline vf4 carried_chain(vf4 x) {
+  const vd2 lo = __builtin_convertvector(__builtin_shufflevector(x, x, 0, 1), vd2);
+  const vd2 hi = __builtin_convertvector(__builtin_shufflevector(x, x, 2, 3), vd2);
+  return join(chain<P>(lo), chain<P>(hi));
+}
+
 // The chains in the frame: blocks of 16 (s) or 8 (d). P = 1 is the copy (a
 // product by 1, which quiets a signalling NaN); P > 1 flags no lane. P < 0 is
 // the reciprocal of the chain of -P: a lane whose power is zero (a pole, or a
@@ -67,6 +94,7 @@ template <class T_, int P> struct Chain {
   static V lanes(V x, M &bad) {
     bad = M{};
     if constexpr (P == 1) return quieted(x);
+    if constexpr (P >= 7) return carried_chain<P>(x);
     if constexpr (P > 1) return chain<P>(x);
     const V p = chain<-P>(x);
     bad = (M)(p == V{});
