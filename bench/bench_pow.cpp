@@ -116,6 +116,8 @@ template <bool B> std::vector<Contender<double>> double_peers() {
 
 int main(int argc, char **argv) {
   parse_args(argc, argv);
+  volatile auto keep = &_bexsPow;  // a direct reference keeps the library linked for dlsym
+  (void)keep;
   run<float>("sPow", false, float_peers<false>());
   run<double>("dPow", false, double_peers<false>());
   run<float>("sPowr", false, float_peers<false>());

@@ -118,13 +118,8 @@ inline vd2 exp2_poly(vd2 f) { return f * (kE1 + f * (kE2 + f * (kE3 + f * (kE4 +
 
 // -------------------------------------------------------- scalar routines
 
-template <class T> struct Bits;
-template <> struct Bits<float> {
-  static constexpr double kHuge = 0x1p40;  // beyond it |y log2 x| passes 2^16 unless x is 1
-};
-template <> struct Bits<double> {
-  static constexpr double kHuge = 0x1p900;
-};
+// Beyond this |y|, |y log2 x| passes 2^800 for any x other than 1.
+constexpr double kHugeExponent = 0x1p900;
 
 // 0: not an integer, 1: odd integer, 2: even integer.
 inline int integer_kind(double y) {
@@ -139,6 +134,7 @@ inline int integer_kind(double y) {
 // apart so that the denormal range gets one rounding.
 inline double abs_pow(double x, double y) {
   double ax = __builtin_fabs(x), adjust = 0.0;
+  if (ax == 1.0) return 1.0;  // -1 to an integer exponent, however large
   if (ax < DBL_MIN) {
     ax *= 0x1p64;
     adjust = -64.0;
@@ -152,7 +148,7 @@ inline double abs_pow(double x, double y) {
     h = s;
     l += e;
   }
-  if (__builtin_fabs(y) >= Bits<double>::kHuge) {
+  if (__builtin_fabs(y) >= kHugeExponent) {
     // log2|x| is at least 2^-60 away from 0 here, so the product is far out.
     return ((h > 0) == (y > 0)) ? DBL_MAX * 2.0 : 0.0;
   }
