@@ -98,8 +98,8 @@ inline void log2_dd(vd2 x, vd2 &hi, vd2 &lo) {
   vd2 s1, e1, s2, e2;
   fast_two_sum(k, lh, s1, e1);
   two_sum(s1, ph, s2, e2);
-  // Renormalised, so that hi carries the value also where x is within 2^-20 of 1.
-  two_sum(s2, (e1 + e2) + (ll + (pe + (r * kInvLn2Lo + (re * kInvLn2Hi + q)))), hi, lo);
+  hi = s2;
+  lo = (e1 + e2) + (ll + (pe + (r * kInvLn2Lo + (re * kInvLn2Hi + q))));
 }
 
 // t = y (hi + lo) as th + tl, y given with its split.
