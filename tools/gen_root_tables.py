@@ -6,7 +6,8 @@ kernels, from mpmath at 200 bits. Every entry is correctly rounded.
   serves mantissas (1 + f/256 .. 1 + (f+1)/256) 2^p, p the exponent's parity.
 - Cube-root rows: the top 6 fraction bits j pick the point c = 1 + (j + 1/2)/64
   (the middle of the interval); block k = 0, 1, 2 (the exponent's remainder by
-  3) holds the values at c 2^k: 1/c, c^(1/3), c^(-1/3), c^(2/3).
+  3) holds the values at c 2^k: 1/c, c^(1/3), c^(-1/3), c^(2/3); the double rows
+  hold each as hi and lo.
 - The binomial series coefficients of (1 + r)^a for a = 1/3, -1/3, 2/3.
 
 Run: tools/gen_root_tables.py > vector/kernels/root/root_tables.inc"""
@@ -80,6 +81,7 @@ def main():
             row = [f64(1 / c)]
             for v in vals[1:]:
                 row.extend(hi_lo(v))
+            row.append(hi_lo(1 / c)[1])
             r64.append(row)
         rows32.append(r32)
         rows64.append(r64)
@@ -92,12 +94,13 @@ def main():
         out.append("  },")
     out.append("};")
     out.append("")
-    out.append("// The same rows in double, the roots as hi and lo: 1/c, cbrt hi, lo, inverse hi, lo, square hi, lo")
+    out.append("// The same rows in double, the powers as hi and lo: 1/c, cbrt hi, lo, inverse hi, lo, square hi, lo,")
+    out.append("// and last the low part of 1/c")
     out.append("alignas(64) constexpr double kCbrtRowsD[3][64][8] = {")
     for k in range(3):
         out.append("  {")
         for j in range(64):
-            out.append("    {%s, 0.0},  // %d %d" % (", ".join(lit64(v) for v in rows64[k][j]), k, j))
+            out.append("    {%s},  // %d %d" % (", ".join(lit64(v) for v in rows64[k][j]), k, j))
         out.append("  },")
     out.append("};")
     out.append("")

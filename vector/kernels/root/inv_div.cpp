@@ -31,7 +31,7 @@ template <class T> int div_scalar(T a, T b, T *r) {
 
 // sInv / sDiv EP: divisor bits less 0x00800000, sign dropped, at most
 // 0x7dffe800: magnitudes from the least normal to about 8.5e37.
-inline vi4 s_rcp_special_lanes(vf4 b) { return ((as<vi4>(b) - 0x00800000) & 0x7fffffff) > 0x7dffe800; }
+inline vi4 s_rcp_special_lanes(vf4 b) { return greater((as<vi4>(b) - 0x00800000) & 0x7fffffff, 0x7dffe800); }
 
 struct SInvEP {
   using T = float;
@@ -126,7 +126,7 @@ inline vd2 reciprocal_seed(vd2 b, vl2 &bad) {
   bad = from_high_words(as<vi4>(as<vu4>(mag) - 0x80200000u) > (int32_t)0xffafffff);
   vi4 mf = ((w << 3) & 0x007fffff) | 0x3f800000;
   vf4 y = rcp_approx(as<vf4>(__builtin_shufflevector(mf, mf, 1, 3, 1, 3)));
-  vd2 y0 = __builtin_convertvector(__builtin_shufflevector(y, y, 0, 1), vd2);  // (1/2, 1]
+  vd2 y0 = low_pair(y);  // (1/2, 1]
   vi4 adjust = (0x3ff00000 - (w & 0x7ff00000)) & high;
   return as<vd2>((as<vi4>(y0) + adjust) | (w & (int32_t)0x80000000 & high));
 }
@@ -144,7 +144,8 @@ template <int In, int Steps> struct DDivNewton {
   static vd2 lanes(vd2 x, vl2 &bad) { return reciprocal(x, bad); }
   static vd2 lanes(vd2 a, vd2 b, vl2 &bad) {
     vd2 r = mul_ordered(a, reciprocal(b, bad));
-    // Denormal quotients carry fewer bits than the reciprocal: exact division.
+    if (Steps > 2) return r;
+    // EP: denormal quotients would keep fewer bits than the 26 promised: exact division.
     const __m128d mag = _mm_and_pd(as<__m128d>(r), as<__m128d>(vl2{} + 0x7fffffffffffffff));
     bad |= as<vl2>(_mm_and_pd(_mm_cmplt_pd(mag, _mm_set1_pd(0x1p-1022)), _mm_cmpgt_pd(mag, _mm_setzero_pd())));
     return r;

@@ -22,17 +22,24 @@ inline vi4 s_special_lanes(vf4 x) { return as<vi4>(as<vu4>(x) - 0x80800000u) > (
 inline vf4 rsqrt_approx(vf4 x) { return as<vf4>(_mm_rsqrt_ps(as<__m128>(x))); }
 inline vf4 rcp_approx(vf4 x) { return as<vf4>(_mm_rcp_ps(as<__m128>(x))); }
 
+// a > c per signed 32-bit lane as one pcmpgtd (the compiler's own form of a
+// comparison with a constant may come out as a compare and a negation).
+inline vi4 greater(vi4 a, int32_t c) {
+  vi4 b = vi4{} + c;
+  __asm__("pcmpgtd %1, %0" : "+x"(a) : "x"(b));
+  return a;
+}
+
 // Flagged lanes read as NaN, so that no stray number survives in them.
 inline vf4 nan_where(vi4 bad, vf4 y) { return as<vf4>(as<vi4>(y) | bad); }
 
 // Unsigned a > c per 32-bit lane, by the signed compare with the sign flipped.
-inline vi4 above_u(vi4 a, uint32_t c) {
-  return (a ^ (int32_t)0x80000000) > (int32_t)(c ^ 0x80000000u);
-}
+inline vi4 above_u(vi4 a, uint32_t c) { return greater(a ^ (int32_t)0x80000000, (int32_t)(c ^ 0x80000000u)); }
 
 // Float lanes 0-1 and 2-3 widened to doubles, and two double pairs narrowed back.
-inline vd2 low_pair(vf4 x) { return __builtin_convertvector(__builtin_shufflevector(x, x, 0, 1), vd2); }
-inline vd2 high_pair(vf4 x) { return __builtin_convertvector(__builtin_shufflevector(x, x, 2, 3), vd2); }
+// (By the conversion instructions: the generic conversions may come out as scalar code.)
+inline vd2 low_pair(vf4 x) { return as<vd2>(_mm_cvtps_pd(as<__m128>(x))); }
+inline vd2 high_pair(vf4 x) { return as<vd2>(_mm_cvtps_pd(_mm_movehl_ps(as<__m128>(x), as<__m128>(x)))); }
 inline vf4 narrow(vd2 lo, vd2 hi) {
   vf4 l = as<vf4>(_mm_cvtpd_ps(as<__m128d>(lo))), h = as<vf4>(_mm_cvtpd_ps(as<__m128d>(hi)));
   return __builtin_shufflevector(l, h, 0, 1, 4, 5);

@@ -12,13 +12,17 @@ namespace {
 
 using namespace qor::kernels::root;
 
+// Positive normal floats below 0x7f7ff000, that one excluded: there the HA
+// residual's square of the root's upper half would round up to infinity.
+inline vi4 s_sqrt_special_lanes(vf4 x) { return greater(as<vi4>(as<vu4>(x) - 0x80800000u), (int32_t)0xfeffefff); }
+
 template <int Steps> struct SSqrt {
   using T = float;
   static constexpr int kIn = 1, kOut = 1, kBlock = 16;
   static constexpr float kPad = 0.75f;
   static constexpr const char *kName = "vsSqrt";
   static vf4 lanes(vf4 x, vi4 &bad) {
-    bad = s_special_lanes(x);
+    bad = s_sqrt_special_lanes(x);
     vf4 y = nan_where(bad, rsqrt_approx(x));
     vf4 s = x * y;
     if (Steps == 0) return s;
@@ -31,22 +35,20 @@ template <int Steps> struct SSqrt {
 using SSqrtEP = SSqrt<0>;
 using SSqrtLA = SSqrt<1>;
 
-// HA: the same coupled step twice, the second correction added last; in
-// single precision the roundings of the steps leave 1.6 ulp, so the steps run
-// in double on the widened lanes and the result is rounded once.
+// HA: two coupled steps, the second step's correction added last. Its
+// residual x - s^2 comes exact from the halves of s (cut by 4097 = 2^12 + 1):
+// formed from the rounded product s h, as in the first step, it leaves 1.6 ulp.
 struct SSqrtHA : SSqrt<1> {
-  static vd2 steps(vd2 x, vd2 y) {
-    vd2 s = x * y, h = 0.5 * y;
-    vd2 e = 0.5 - s * h;
+  static vf4 lanes(vf4 x, vi4 &bad) {
+    bad = s_sqrt_special_lanes(x);
+    vf4 y = nan_where(bad, rsqrt_approx(x));
+    vf4 s = x * y, h = 0.5f * y;
+    vf4 e = 0.5f - s * h;
     s = s + s * e;
     h = h + h * e;
-    e = 0.5 - s * h;
-    return s + s * e;
-  }
-  static vf4 lanes(vf4 x, vi4 &bad) {
-    bad = s_special_lanes(x);
-    vf4 y = nan_where(bad, rsqrt_approx(x));
-    return narrow(steps(low_pair(x), low_pair(y)), steps(high_pair(x), high_pair(y)));
+    vf4 c = 4097.0f * s, sh = c - (c - s), sl = s - sh;
+    vf4 residual = ((x - sh * sh) - 2.0f * sh * sl) - sl * sl;
+    return s + residual * h;
   }
 };
 QOR_ACCURACY(sSqrt, LA, ULP, 4.0)
@@ -55,6 +57,7 @@ QOR_ACCURACY(sSqrt, EP, BITS, 11)
 QOR_INTERVAL_LOG(sSqrt, 1e-45, 3.4e38, 400000)
 QOR_INTERVAL(sSqrt, 0.0, 4.0, 200000)
 QOR_INTERVAL(sSqrt, -1.0, 0.0, 1000)
+QOR_INTERVAL(sSqrt, 3.3e38, 0x1.ffep+127, 20000)  // the seam of the lane test at 0x7f7ff000
 
 // d: x = m 2^(2q), m in [1, 4); the seed from the single precision
 // instruction on m, then the series; HA adds the residual's low part.
