@@ -84,6 +84,23 @@ TEST_F(PowTier, SqrtAndInvPathsReportUnderTheirOwnNames) {
   }
 }
 
+// -0.5 and 1.5 go to the InvSqrt and Pow3o2 slots: a negative element reports there.
+TEST_F(PowTier, InvSqrtAndPow3o2PathsReportUnderTheirOwnNames) {
+  std::vector<float> a(20, 0.75f), r(20);
+  a[7] = -9.0f;
+  const float bs[2] = {-0.5f, 1.5f};
+  const char *names[2] = {"vsInvSqrt", "vsPow3o2"};
+  for (int k = 0; k < 2; ++k)
+    for (int t = 0; t < 3; ++t) {
+      g_seen = Seen{};
+      kTiers[t](20, a.data(), bs[k], r.data());
+      EXPECT_TRUE(isnan(r[7]));
+      EXPECT_EQ(g_seen.code, 1);
+      EXPECT_EQ(g_seen.index, 7);
+      EXPECT_EQ(g_seen.name, names[k]) << t;
+    }
+}
+
 // The general loop is Pow's lanes with the exponent fixed: the same bits.
 TEST_F(PowTier, GeneralLoopGivesPowBits) {
   using SPow = void (*)(int, const float *, const float *, float *);
