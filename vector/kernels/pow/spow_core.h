@@ -1,0 +1,133 @@
+// The lane formulas of the s power kernels, one per tier, all on the outline
+// ln x, times y, e^t. HA and LA widen the lanes and work in double: x = 2^k m,
+// c a row's reciprocal (28 bits, so m c is exact), r = m c - 1, ln x = k ln 2
+// - ln c + ln(1 + r); e^t by a 2^(i/N) table. HA: rows in steps of 2^-10,
+// N = 2048, degree 2; LA: steps of 2^-7, N = 128, degree 3. EP stays in
+// single precision with no table.
+#ifndef QOR_KERNELS_SPOW_CORE_H
+#define QOR_KERNELS_SPOW_CORE_H
+
+#include "vector/kernels/pow/pow_common.h"
+
+namespace qor::kernels::powk {
+
+constexpr double kLn2 = 0.69314718055994531;
+constexpr double kShift52 = 6755399441055744.0;  // 1.5 * 2^52: round to integer
+constexpr int32_t kSTBound = 0x42ae9a00;         // 87.3007812: |t| above it may leave the normal range
+
+inline vd2 low_half(vf4 x) { return __builtin_convertvector(__builtin_shufflevector(x, x, 0, 1), vd2); }
+inline vd2 high_half(vf4 x) { return __builtin_convertvector(__builtin_shufflevector(x, x, 2, 3), vd2); }
+inline vd2 low_half(vi4 x) { return __builtin_convertvector(__builtin_shufflevector(x, x, 0, 1), vd2); }
+inline vd2 high_half(vi4 x) { return __builtin_convertvector(__builtin_shufflevector(x, x, 2, 3), vd2); }
+inline vf4 join(vd2 lo, vd2 hi) {
+  const vf4 l = as<vf4>(_mm_cvtpd_ps(as<__m128d>(lo))), h = as<vf4>(_mm_cvtpd_ps(as<__m128d>(hi)));
+  return __builtin_shufflevector(l, h, 0, 1, 4, 5);
+}
+inline vi4 s_t_bad(vf4 t) { return (as<vi4>(t) & 0x7fffffff) > kSTBound; }
+
+// The exponent widened, formed once per vector (Pow) or once per call (Powx).
+struct SPowWideY {
+  vf4 y;
+  vd2 lo, hi;
+};
+
+// Shift: the row index is the fraction's top bits rounded at the next one;
+// Step: rows of kPowLn_1025 between two used ones. Tier: the series and the
+// exponential.
+template <int Shift, int Step, class Tier> struct SPowWideCore {
+  using T = float;
+  using Y = SPowWideY;
+  static constexpr int kBlock = 16;
+  static Y cut(vf4 y) { return {y, low_half(y), high_half(y)}; }
+
+  static vd2 half(vd2 m, vd2 k, vd2 y, const int32_t *w, vd2 &t) {
+    vd2 c, lc;
+    gather_pairs(kPowLn_1025, vl2{w[0] * Step, w[1] * Step}, c, lc);
+    const vd2 r = m * c - 1.0;
+    const vd2 lnx = k * kLn2 + (lc + Tier::log1p(r));
+    t = y * lnx;
+    return Tier::exp(t);
+  }
+  static vf4 lanes(vf4 x, const Y &y, vi4 &bad) {
+    const vi4 xi = as<vi4>(x);
+    const vi4 frac = xi & 0x7fffff;
+    alignas(16) int32_t w[4];
+    store(w, (frac + (1 << (Shift - 1))) >> Shift);
+    __asm__("" : "+m"(w));
+    const vi4 k = (xi >> 23) - 127;
+    const vf4 m = as<vf4>(frac | 0x3f800000);
+    vd2 t0, t1;
+    const vd2 r0 = half(low_half(m), low_half(k), y.lo, w, t0);
+    const vd2 r1 = half(high_half(m), high_half(k), y.hi, w + 2, t1);
+    bad = s_x_bad(x) | s_y_bad(y.y) | s_t_bad(join(t0, t1));
+    return join(r0, r1);
+  }
+};
+
+// HA: steps of 2^-10 (|r| <= 2^-11), ln(1 + r) to degree 3; N = 2048 with
+// one reduction constant, e^r to degree 2 (|r| <= 1.7e-4).
+struct SPowHATier {
+  static vd2 log1p(vd2 r) { return r + r * r * (-0.49999999999988803 + r * 0.33333333333308374); }
+  static vd2 exp(vd2 t) {
+    const vd2 z = t * 2954.639443740597 + kShift52;  // 2048 / ln 2
+    const vd2 r = t - (z - kShift52) * 0.0003384507717577858;  // ln 2 / 2048
+    const vq2 kb = as<vq2>(z);
+    alignas(16) uint32_t w[4];
+    store(w, kb);
+    __asm__("" : "+m"(w));
+    const vd2 tj = {kPowExp2_2048[w[0] & 2047], kPowExp2_2048[w[2] & 2047]};
+    const vd2 v = tj + tj * (r + 0.5 * r * r);
+    return as<vd2>(as<vq2>(v) + ((kb << 41) & 0xfff0000000000000ull));
+  }
+};
+using SPowHACore = SPowWideCore<13, 1, SPowHATier>;
+
+// LA: steps of 2^-7 (|r| <= 2^-8), ln(1 + r) to degree 4; N = 128, e^r to
+// degree 3 (|r| <= 2.7e-3).
+struct SPowLATier {
+  static vd2 log1p(vd2 r) { return r + r * r * (-0.5 + r * (0.33333333333333333 + r * -0.25)); }
+  static vd2 exp(vd2 t) {
+    const vd2 z = t * 184.66496523378731 + kShift52;  // 128 / ln 2
+    const vd2 r = t - (z - kShift52) * 0.0054152123481245725;  // ln 2 / 128
+    const vq2 kb = as<vq2>(z);
+    vd2 tj, unused;
+    expk::gather_rows<128>(kPowExp2_128, kb, tj, unused);
+    const vd2 v = tj + tj * (r + r * r * (0.5 + r * 0.16666666666666666));
+    return as<vd2>(as<vq2>(v) + ((kb << 45) & 0xfff0000000000000ull));
+  }
+};
+using SPowLACore = SPowWideCore<16, 8, SPowLATier>;
+
+// EP, all in single precision: m in [2/3, 4/3) by the bits of 0.666666687,
+// ln m by a series in r = m - 1, ln x in two parts of ln 2; t = y ln x;
+// e^t = 2^k e^r, k by the shifter, degree 3.
+struct SPowEPCore {
+  using T = float;
+  struct Y {
+    vf4 y;
+  };
+  static constexpr int kBlock = 16;
+  static Y cut(vf4 y) { return {y}; }
+  static vf4 lanes(vf4 x, const Y &y, vi4 &bad) {
+    const vi4 ix = as<vi4>(x) - as<vi4>(vf4{0.666666687f, 0.666666687f, 0.666666687f, 0.666666687f});
+    const vi4 k = ix >> 23;
+    const vf4 r = as<vf4>(as<vi4>(x) - (k << 23)) - 1.0f;
+    const vf4 kf = __builtin_convertvector(k, vf4);
+    const vf4 p =
+        r + r * r *
+                (-0.5f +
+                 r * (0.333365649f +
+                      r * (-0.250046641f + r * (0.198225036f + r * (-0.164624572f + r * (0.169648811f + r * -0.151772052f))))));
+    const vf4 lnx = kf * 0.693145752f + (kf * 1.42860677e-06f + p);
+    const vf4 t = y.y * lnx;
+    const vf4 z = t * 1.44269502f + 12582912.0f;
+    const vf4 q = t - (z - 12582912.0f) * 0.693147182f;
+    const vf4 e = 1.0f + q * (1.00011802f + q * (0.503705382f + q * 0.165419281f));
+    bad = s_x_bad(x) | s_y_bad(y.y) | s_t_bad(t);
+    return as<vf4>(as<vu4>(e) + (as<vu4>(z) << 23));
+  }
+};
+
+}  // namespace qor::kernels::powk
+
+#endif
