@@ -147,8 +147,26 @@ struct Reference2 {
   const char *func;
   MpfrBinary f;
 };
+// powr(x, y) = exp(y ln x): pow for x > 0; NaN for a negative base, 0^0,
+// inf^0 and 1^inf.
+int powr_ref(mpfr_ptr r, mpfr_srcptr x, mpfr_srcptr y, mpfr_rnd_t rnd) {
+  if (mpfr_nan_p(x) || mpfr_nan_p(y) || (mpfr_sgn(x) < 0 && !mpfr_zero_p(x)) ||
+      (mpfr_zero_p(y) && (mpfr_zero_p(x) || mpfr_inf_p(x))) || (mpfr_cmp_ui(x, 1) == 0 && mpfr_inf_p(y)))
+    return mpfr_set_nan(r), 0;
+  if (mpfr_zero_p(x)) {  // -0 counts as +0
+    mpfr_t ax;
+    mpfr_init2(ax, mpfr_get_prec(x));
+    mpfr_abs(ax, x, rnd);
+    const int t = mpfr_pow(r, ax, y, rnd);
+    mpfr_clear(ax);
+    return t;
+  }
+  return mpfr_pow(r, x, y, rnd);
+}
+
+// Powx (an array and one scalar exponent) is pow with b fixed per call.
 const Reference2 kReferences2[] = {
-    {"Div", mpfr_div}, {"Hypot", mpfr_hypot},
+    {"Div", mpfr_div}, {"Hypot", mpfr_hypot}, {"Pow", mpfr_pow}, {"Powr", powr_ref}, {"Powx", mpfr_pow},
 };
 
 MpfrUnary reference_of(const char *entry) {
@@ -308,6 +326,64 @@ void run2(const Decl &d, MpfrBinary ref_fn, const std::vector<const Interval *> 
   mpfr_clears(x, xb, y, tmp, (mpfr_ptr)0);
 }
 
+// Powx: the exponents of every dispatch path and random ones from the pair
+// intervals' b range, each over the special values and random a's; unit and
+// stride 2 (the exponent by value).
+template <class T>
+void run_powx(const Decl &d, const std::vector<const Interval *> &ivs, bool quick, Result &res) {
+  using Unit = void (*)(int, const T *, T, T *);
+  using Strided = void (*)(int, const T *, int, T, T *, int);
+  auto unit = (Unit)table_kernel(d.entry, d.tier);
+  auto strided = (Strided)table_kernel(std::string(d.entry) + "I", d.tier);
+  std::mt19937_64 rng(12345);
+  mpfr_t x, xb, y, tmp;
+  mpfr_inits2(160, x, xb, y, tmp, (mpfr_ptr)0);
+  for (const Interval *iv : ivs) {
+    if (!iv->two) continue;
+    auto draw = [&](double lo, double hi) {
+      std::uniform_real_distribution<double> u(iv->log_scale ? log(lo) : lo, iv->log_scale ? log(hi) : hi);
+      return (T)(iv->log_scale ? exp(u(rng)) : u(rng));
+    };
+    std::vector<T> bs = {0, -(T)0, 1, 2, 3, 4, 5, 6, 7, 8, 9, -1, -2, -3, -4, (T)0.5, (T)-0.5, (T)1.5};
+    const int kRandomB = 32;
+    for (int k = 0; k < kRandomB; ++k) bs.push_back(draw(iv->blo, iv->bhi));
+    const long per_b = (quick ? std::min(iv->count, 40000L) : iv->count) / (long)bs.size() + 1;
+    for (T b : bs) {
+      std::vector<T> a = pair_values<T>();
+      for (long i = 0; i < per_b; ++i) a.push_back(draw(iv->lo, iv->hi));
+      const int n = (int)a.size();
+      std::vector<T> out(n), a2(2 * n), out2(2 * n);
+      for (int i = 0; i < n; ++i) a2[2 * i] = a[i];
+      unit(n, a.data(), b, out.data());
+      if (strided) strided(n, a2.data(), 2, b, out2.data(), 2);
+      mpfr_set_d(xb, (double)b, MPFR_RNDN);
+      // Exponents served by another entry take that entry's reference (its
+      // special values: sqrt(-Inf) is NaN, not pow's +Inf). The LA and EP
+      // chains for -2..-4 invert the power: where it overflows, 0 is the
+      // designed result, as +-Inf is for 3..9.
+      const char *other = b == (T)0.5 ? "Sqrt" : b == (T)-0.5 ? "InvSqrt" : b == (T)1.5 ? "Pow3o2"
+                        : b == (T)-1 ? "Inv" : nullptr;
+      MpfrUnary via = other ? reference_of((std::string(1, d.entry[0]) + other).c_str()) : nullptr;
+      const bool chain_inverse = d.tier != HA && (b == (T)-2 || b == (T)-3 || b == (T)-4);
+      for (int i = 0; i < n; ++i) {
+        if (strided && memcmp(&out[i], &out2[2 * i], sizeof(T)) != 0) ++res.mismatches;
+        mpfr_set_d(x, (double)a[i], MPFR_RNDN);
+        if (via) via(y, x, MPFR_RNDN);
+        else mpfr_pow(y, x, xb, MPFR_RNDN);
+        if (chain_inverse && isfinite(a[i]) && std::isinf((T)pow(fabs((double)a[i]), -(double)b)))
+          mpfr_set_zero(y, signbit(a[i]) && b == (T)-3 ? -1 : 1);
+        double e = error_of<T>(out[i], y, d.kind, tmp);
+        if (!(e <= res.worst)) {
+          if (isinf(e) || isnan(e)) ++res.nan_errors;
+          res.worst = e, res.worst_at = (double)a[i], res.worst_at_b = (double)b;
+        }
+      }
+      res.count += n;
+    }
+  }
+  mpfr_clears(x, xb, y, tmp, (mpfr_ptr)0);
+}
+
 }  // namespace
 
 int main(int argc, char **argv) {
@@ -338,7 +414,10 @@ int main(int argc, char **argv) {
       continue;
     }
     Result res;
-    if (ref2) {
+    if (strstr(d.entry, "Powx")) {
+      if (d.entry[0] == 's') run_powx<float>(d, ivs, quick, res);
+      else run_powx<double>(d, ivs, quick, res);
+    } else if (ref2) {
       if (d.entry[0] == 's') run2<float>(d, ref2, ivs, quick, res);
       else run2<double>(d, ref2, ivs, quick, res);
     } else {
