@@ -22,8 +22,14 @@ template <int Terms> struct SPow2o3 {
     CubeSplitF s = cube_split(x);
     bad = s.bad;
     vf4 r, v = cube_row<2>(s, r), p;
-    if (Terms == 1) p = r * kPow2o3SeriesF[0];
-    else p = r * (kPow2o3SeriesF[0] + r * (kPow2o3SeriesF[1] + r * kPow2o3SeriesF[2]));
+    if (Terms == 1) {
+      p = r * kPow2o3SeriesF[0];
+    } else {  // degree 7, fitted to (1 + r)^(2/3)
+      p = r * (0.66666472f +
+               r * (-0.111064978f +
+                    r * (0.0489601381f +
+                         r * (-0.0268590543f + r * (0.0140510211f + r * (-0.00535755465f + r * 0.00100674503f))))));
+    }
     return cube_finish<2>(s, v + v * p);
   }
   static int scalar(const float *a, float *r) { return cube_scalar<2>(a, r); }
@@ -43,7 +49,7 @@ template <int Terms> struct DPow2o3 {
   static vd2 lanes(vd2 x, vl2 &bad) { return cube_core<2, Terms>(x, bad); }
   static int scalar(const double *a, double *r) { return cube_scalar<2>(a, r); }
 };
-using SPow2o3LA = SPow2o3<3>;
+using SPow2o3LA = SPow2o3<7>;
 using SPow2o3EP = SPow2o3<1>;
 using DPow2o3LA = DPow2o3<6>;
 using DPow2o3HA = DPow2o3<8>;
