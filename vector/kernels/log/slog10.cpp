@@ -26,8 +26,11 @@ struct SLog10LA : SLog10Base {
     vf4 m;
     split(ix, e, m);
     const vf4 r = m - 1.0f;
-    const vf4 p = 0.434294492f + r * (-0.217146948f + r * (0.144763544f + r * (-0.108608484f + r * (0.0869361609f +
-                  r * (-0.0712798163f + r * (0.060381975f + r * (-0.0668953881f + r * 0.0626901686f)))))));
+    // the upper terms by pairs (Estrin), the two leading ones by Horner:
+    // shorter dependency chains, and the last steps round as in Horner
+    const vf4 r2 = r * r;
+    const vf4 q = (0.144763544f + r * -0.108608484f) + r2 * ((0.0869361609f + r * -0.0712798163f) + r2 * ((0.060381975f + r * -0.0668953881f) + r2 * 0.0626901686f));
+    const vf4 p = 0.434294492f + r * (-0.217146948f + r * q);
     const vf4 fe = to_float(e);
     bad = not_positive_normal(ix);
     return fe * kLg2Hi + (fe * kLg2Lo + r * p);

@@ -25,8 +25,11 @@ struct SLog2LA : SLog2Base {
     vf4 m;
     split(ix, e, m);
     const vf4 r = m - 1.0f;
-    const vf4 p = 1.44269502f + r * (-0.721346557f + r * (0.480894089f + r * (-0.360789567f + r * (0.28879568f +
-                  r * (-0.236786425f + r * (0.200584576f + r * (-0.222221673f + r * 0.208252221f)))))));
+    // the upper terms by pairs (Estrin), the two leading ones by Horner:
+    // shorter dependency chains, and the last steps round as in Horner
+    const vf4 r2 = r * r;
+    const vf4 q = (0.480894089f + r * -0.360789567f) + r2 * ((0.28879568f + r * -0.236786425f) + r2 * ((0.200584576f + r * -0.222221673f) + r2 * 0.208252221f));
+    const vf4 p = 1.44269502f + r * (-0.721346557f + r * q);
     bad = not_positive_normal(ix);
     return to_float(e) + r * p;
   }
