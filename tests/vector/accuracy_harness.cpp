@@ -202,6 +202,7 @@ template <class T> double error_of(T got, mpfr_t ref, Kind kind, mpfr_t tmp) {
   if (isnan(got)) return INFINITY;
   T rounded = sizeof(T) == 4 ? (T)mpfr_get_flt(ref, MPFR_RNDN) : (T)mpfr_get_d(ref, MPFR_RNDN);
   if (got == rounded && signbit(got) == signbit(rounded)) return 0;
+  if (got == 0 && rounded == 0) return INFINITY;  // a zero of the wrong sign
   if (isinf(got) || mpfr_inf_p(ref)) return INFINITY;
   mpfr_set_d(tmp, (double)got, MPFR_RNDN);
   mpfr_sub(tmp, tmp, ref, MPFR_RNDN);

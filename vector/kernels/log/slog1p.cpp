@@ -25,7 +25,7 @@ struct SLog1pBase {
     const vi4 is = as<vi4>(s);
     split(is, e, m);
     lost = sum_error(x, s) * pow2_neg(e);
-    bad = log1p_sum_special(is);
+    bad = log1p_sum_special(is) | (as<vi4>(x) == (int32_t)0x80000000);  // -0: its sign is lost in 1 + x
   }
 };
 

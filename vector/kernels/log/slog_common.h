@@ -179,6 +179,7 @@ inline int log1p_scalar(const float *a, float *r) {
   if ((bits & 0x7f800000) == 0x7f800000 && bits != 0xff800000u) return *r = x * x, 0;
   if (x == -1.0f) return *r = minus_inf(), 2;
   if (x < -1.0f) return *r = make_nan(), 1;
+  if ((bits & 0x7fffffff) == 0) return *r = x, 0;  // log1p(-0) = -0
   if (__builtin_fabsf(x) <= 0.009765625f) {
     // x from its bits, so that a denormal x is kept whatever the setting
     const double xd = (bits & 0x7f800000) ? (double)x : (double)(bits & 0x7fffff) * 0x1p-149 * ((bits >> 31) ? -1 : 1);

@@ -55,7 +55,8 @@ template <int P, class V> inline V chain(V x) {
 // The longest chains (7, 8, 9) round four times, up to 5.7 ulp: they keep
 // their rounding errors, in double for s and as double-double for d, and
 // round once at the end. Where the double-double parts overflow the plain
-// chain stands (its result is infinite then anyway).
+// chain stands (its result is infinite then anyway), and so it does for a
+// zero result, whose sign the sum of the parts would lose.
 template <class T> struct DD {
   using V = typename Lanes<T>::V;
   V h, l;
@@ -70,8 +71,9 @@ template <int P> inline vd2 carried_chain(vd2 x) {
   const DD<double> x1 = {x, vd2{}}, x2 = mul(x1, x1), x4 = mul(x2, x2);
   const DD<double> v = P == 7 ? mul(mul(x4, x2), x1) : P == 8 ? mul(x4, x4) : mul(mul(x4, x4), x1);
   const vd2 sum = v.h + v.l, plain = chain<P>(x);
-  const vl2 finite = (as<vl2>(sum) & 0x7fffffffffffffffll) < 0x7ff0000000000000ll;
-  return select(finite, sum, plain);
+  const vd2 mag = as<vd2>(as<vl2>(sum) & 0x7fffffffffffffffll);
+  const vl2 keep = (mag < __builtin_inf()) & (mag != 0.0);
+  return select(keep, sum, plain);
 }
 template <int P> inline vf4 carried_chain(vf4 x) {
   const vd2 lo = __builtin_convertvector(__builtin_shufflevector(x, x, 0, 1), vd2);
