@@ -22,13 +22,13 @@ struct DLogb {
     bad = (r == -1023.0) | (r == 1024.0);  // exponent field all zeros or all ones
     return r;
   }
-  // Zero: -1.0 / 0, status 1. Exponent all ones: |x|. A denormal is scaled by
+  // Zero: -1.0 / 0, status 1. Exponent all ones: |x| (quiet). A denormal is scaled by
   // 2^1074 through its integer mantissa, exact whatever the flush setting.
   static int scalar(const double *a, double *r) {
     const uint64_t b = as<uint64_t>(*a);
     const uint64_t field = (b & kExpField) >> 52;
-    if (field == 0x7ff) {
-      *r = as<double>(b & 0x7fffffffffffffffull);
+    if (field == 0x7ff) {  // |x|, a NaN made quiet
+      *r = as<double>((b & 0x7fffffffffffffffull) | ((b & kMantissa) ? 0x0008000000000000ull : 0));
       return 0;
     }
     if ((b << 1) == 0) {
