@@ -1,5 +1,5 @@
 // The eight exponential functions of the tests, each by its tiers' public
-// names (unit and strided), its table and a reference from libm.
+// names (unit and strided) and a reference from libm.
 #ifndef QOR_TESTS_VECTOR_EXP_FAMILY_H
 #define QOR_TESTS_VECTOR_EXP_FAMILY_H
 
@@ -15,34 +15,19 @@ template <class T> struct Func {
   const char *name;
   Unit unit[3];        // LA, HA, EP
   Strided strided[3];  // LA, HA, EP
-  const BexKernelTable *table;
-  const BexKernelTable *table_i;
-  const BexCostTable *cost;
-  const BexCostTable *cost_i;
-  bool three;  // three kernels, or one in all slots
   T (*ref)(T);
 };
 
-#define EXP_S(F, three, ref)                                                                                   \
-  Func<float> {                                                                                               \
-    "s" #F, {_bexs##F##_21, _bexs##F, _bexs##F##_11}, {_bexs##F##I_21, _bexs##F##I, _bexs##F##I_11},            \
-        &qor_bex_kernel_s##F##_ttab, &qor_bex_kernel_s##F##I_ttab, &qor_bex_kernel_s##F##_ctab,                 \
-        &qor_bex_kernel_s##F##I_ctab, three, ref                                                              \
-  }
-#define EXP_D(F, three, ref)                                                                                   \
-  Func<double> {                                                                                              \
-    "d" #F, {_bexd##F##_50, _bexd##F, _bexd##F##_26}, {_bexd##F##I_50, _bexd##F##I, _bexd##F##I_26},            \
-        &qor_bex_kernel_d##F##_ttab, &qor_bex_kernel_d##F##I_ttab, &qor_bex_kernel_d##F##_ctab,                 \
-        &qor_bex_kernel_d##F##I_ctab, three, ref                                                              \
-  }
+#define EXP_S(F, ref) \
+  Func<float> { "s" #F, {_bexs##F##_21, _bexs##F, _bexs##F##_11}, {_bexs##F##I_21, _bexs##F##I, _bexs##F##I_11}, ref }
+#define EXP_D(F, ref) \
+  Func<double> { "d" #F, {_bexd##F##_50, _bexd##F, _bexd##F##_26}, {_bexd##F##I_50, _bexd##F##I, _bexd##F##I_26}, ref }
 
 inline float exp10f_(float x) { return (float)pow(10.0, (double)x); }
 inline double exp10_(double x) { return (double)powl(10.0L, (long double)x); }
 
-inline const Func<float> kFloat[] = {EXP_S(Exp, true, expf), EXP_S(Exp2, false, exp2f),
-                                     EXP_S(Exp10, false, exp10f_), EXP_S(Expm1, true, expm1f)};
-inline const Func<double> kDouble[] = {EXP_D(Exp, true, exp), EXP_D(Exp2, false, exp2),
-                                       EXP_D(Exp10, false, exp10_), EXP_D(Expm1, true, expm1)};
+inline const Func<float> kFloat[] = {EXP_S(Exp, expf), EXP_S(Exp2, exp2f), EXP_S(Exp10, exp10f_), EXP_S(Expm1, expm1f)};
+inline const Func<double> kDouble[] = {EXP_D(Exp, exp), EXP_D(Exp2, exp2), EXP_D(Exp10, exp10_), EXP_D(Expm1, expm1)};
 
 }  // namespace exptest
 

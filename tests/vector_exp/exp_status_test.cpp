@@ -1,6 +1,6 @@
-// Overflow and underflow of the exponential kernels through the reporter:
-// statuses 3 and 4 (denormal results included), errno, the callback's index
-// and write-back, strided addressing, and the ERRMODE_NOERR shortcut.
+// The exponential kernels' reports beyond the special-value rows
+// (tests/vector/special/exp.def): a callback's write-back at a strided place,
+// and the ERRMODE_NOERR shortcut near the thresholds.
 #include <errno.h>
 #include <gtest/gtest.h>
 #include <math.h>
@@ -53,60 +53,6 @@ const Case<float> kFloatCases[] = {{88.8f, -88.0f, -104.0f}, {128.0f, -130.0f, -
                                    {38.6f, -39.0f, -46.0f}, {88.8f, NAN, -100.0f}};
 const Case<double> kDoubleCases[] = {{710.0, -709.5, -746.0}, {1024.0, -1030.0, -1100.0},
                                      {308.5, -310.0, -324.0}, {710.0, NAN, -800.0}};
-
-// Ordinary values around the bad ones, so they sit mid-block and in the tail.
-template <class T> std::vector<T> spread(int n) {
-  std::vector<T> a(n);
-  for (int i = 0; i < n; ++i) a[i] = (T)(0.25 * (i % 7) - 0.5);
-  return a;
-}
-
-template <class T> void check_reports(const Func<T> &f, const Case<T> &c) {
-  const bool m1 = strstr(f.name, "m1") != nullptr;
-  for (int s = 0; s < 3; ++s) {
-    SCOPED_TRACE(std::string(f.name) + " tier " + std::to_string(s));
-    seen.clear();
-    errno = 0;
-    std::vector<T> a = spread<T>(45), r(45);
-    a[3] = c.overflow;
-    a[20] = m1 ? (T)0.5 : c.denormal;
-    a[41] = c.zero;
-    f.unit[s](45, a.data(), r.data());
-    EXPECT_EQ(r[3], (T)INFINITY);
-    if (m1) {
-      EXPECT_EQ(r[41], (T)-1);
-      ASSERT_EQ(seen.size(), 1u);
-      EXPECT_EQ(qor_bex_kernel_GetErrStatus(), 3);
-    } else {
-      const T den = r[20];
-      EXPECT_TRUE(den > 0 && den < (sizeof(T) == 4 ? FLT_MIN : DBL_MIN)) << den;
-      EXPECT_NEAR(den, f.ref(c.denormal), fabs(f.ref(c.denormal)) * 1e-6);
-      EXPECT_EQ(r[41], (T)0);
-      ASSERT_EQ(seen.size(), 3u);
-      EXPECT_EQ(seen[1].code, 4);
-      EXPECT_EQ(seen[1].index, 20);
-      EXPECT_EQ(seen[2].code, 4);
-      EXPECT_EQ(seen[2].index, 41);
-      EXPECT_EQ(seen[2].a1, (double)c.zero);
-      EXPECT_EQ(qor_bex_kernel_GetErrStatus(), 4);  // the last reported
-    }
-    EXPECT_EQ(seen[0].code, 3);
-    EXPECT_EQ(seen[0].index, 3);
-    EXPECT_EQ(seen[0].a1, (double)c.overflow);
-    EXPECT_TRUE(isinf(seen[0].r1));
-    EXPECT_EQ(errno, 34);
-    for (int i = 0; i < 45; ++i) {
-      if (i != 3 && i != 20 && i != 41) {
-        EXPECT_NEAR(r[i], f.ref(a[i]), fabs(f.ref(a[i])) * 2e-3 + 1e-6);
-      }
-    }
-  }
-}
-
-TEST_F(ExpStatus, OverflowIsThreeUnderflowAndDenormalsFourInEveryTier) {
-  for (int i = 0; i < 4; ++i) check_reports(kFloat[i], kFloatCases[i]);
-  for (int i = 0; i < 4; ++i) check_reports(kDouble[i], kDoubleCases[i]);
-}
 
 // Strided: the callback's index is the element number, and a result it
 // writes back lands at the element's strided place.

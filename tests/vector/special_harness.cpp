@@ -1,0 +1,189 @@
+// The special-value harness. Each family lists its special inputs, exact
+// results and statuses as rows in tests/vector/special/<family>.def:
+//
+//   QOR_SPECIAL(sLn, 0.0f, -INFINITY, 2)           one input
+//   QOR_SPECIAL2(sDiv, 1.0f, 0.0f, INFINITY, 2)    two inputs
+//   QOR_SPECIAL_POWX(sPowx, -2.0f, 3.0f, -8.0f, 0) an array and a scalar exponent
+//
+// Every row runs in every slot of the entry, unit and strided, at the head of
+// a block, inside it and in the tail, among pad values (0.75, harmless in every
+// family). Checked: the result bit for bit (an expected NaN means any quiet
+// NaN), the neighbours untouched by the special lane, one callback record with
+// the status, index, input and result and the name "v<entry>", the thread
+// status, errno without a callback, and that ERRMODE_NOERR changes neither the
+// values nor the status.
+#include <dlfcn.h>
+#include <errno.h>
+#include <math.h>
+#include <stdio.h>
+#include <string.h>
+
+#include <string>
+#include <vector>
+
+#include "qor/qor_bex.h"
+
+namespace {
+
+struct Row {
+  const char *entry;
+  int arity;  // 1, 2, or 3 for an array and a scalar (Powx)
+  double a, b, expected;
+  int status;
+  const char *text;
+};
+
+#define QOR_SPECIAL(entry, a, expected, status) {#entry, 1, (double)(a), 0.0, (double)(expected), status, #a},
+#define QOR_SPECIAL2(entry, a, b, expected, status) \
+  {#entry, 2, (double)(a), (double)(b), (double)(expected), status, #a ", " #b},
+#define QOR_SPECIAL_POWX(entry, a, b, expected, status) \
+  {#entry, 3, (double)(a), (double)(b), (double)(expected), status, #a ", " #b},
+const Row kRows[] = {
+#include "special_rows.inc"
+};
+
+constexpr int kN = 37;                       // a block of up to 32 and a tail
+constexpr int kPositions[] = {0, 13, kN - 2};  // block head, block middle, tail
+constexpr double kPad = 0.75;
+
+struct Record {
+  int code, index;
+  double a1, a2, r1;
+  std::string name;
+};
+std::vector<Record> g_records;
+int record(BexErrorContext *c) {
+  g_records.push_back({c->code, c->index, c->a1, c->a2, c->r1, std::string(c->name, (size_t)c->name_length)});
+  return 0;
+}
+
+int g_failures = 0;
+void fail(const Row &row, const char *form, int slot, int pos, const std::string &what) {
+  static const char *slots[] = {"LA", "HA", "EP"};
+  if (++g_failures <= 200)
+    printf("FAIL %s(%s) %s %s at %d: %s\n", row.entry, row.text, form, slots[slot], pos, what.c_str());
+}
+
+bool same(double got, double want) {
+  if (isnan(want)) return isnan(got);
+  return got == want && signbit(got) == signbit(want);
+}
+
+template <class T> bool quiet_nan(T v) {
+  if (sizeof(T) == 4) {
+    uint32_t b;
+    memcpy(&b, &v, 4);
+    return (b & 0x7fc00000u) == 0x7fc00000u;
+  }
+  uint64_t b;
+  memcpy(&b, &v, 8);
+  return (b & 0x7ff8000000000000ull) == 0x7ff8000000000000ull;
+}
+
+const BexKernelTable *table_of(const std::string &entry) {
+  return (const BexKernelTable *)dlsym(RTLD_DEFAULT, ("qor_bex_kernel_" + entry + "_ttab").c_str());
+}
+
+// One call of slot `slot` with the special element at `pos`: unit form
+// (stride 0 below) or strided form with input strides 2 and 3, result stride 3.
+template <class T> struct Call {
+  const Row &row;
+  const BexKernelTable *unit, *strided;
+
+  std::vector<T> run(int slot, int pos, bool use_strided) const {
+    const int inca = use_strided ? 2 : 1, incb = use_strided ? 3 : 1, incr = use_strided ? 3 : 1;
+    std::vector<T> a(kN * inca, (T)kPad), b(kN * incb, (T)kPad), r(kN * incr, (T)-7);
+    if (pos >= 0) a[pos * inca] = (T)row.a, b[pos * incb] = (T)row.b;
+    void *k = use_strided ? strided->kernel[slot] : unit->kernel[slot];
+    if (row.arity == 1 && !use_strided) ((void (*)(int, const T *, T *))k)(kN, a.data(), r.data());
+    if (row.arity == 1 && use_strided)
+      ((void (*)(int, const T *, int, T *, int))k)(kN, a.data(), inca, r.data(), incr);
+    if (row.arity == 2 && !use_strided) ((void (*)(int, const T *, const T *, T *))k)(kN, a.data(), b.data(), r.data());
+    if (row.arity == 2 && use_strided)
+      ((void (*)(int, const T *, int, const T *, int, T *, int))k)(kN, a.data(), inca, b.data(), incb, r.data(), incr);
+    if (row.arity == 3 && !use_strided) ((void (*)(int, const T *, T, T *))k)(kN, a.data(), (T)row.b, r.data());
+    if (row.arity == 3 && use_strided)
+      ((void (*)(int, const T *, int, T, T *, int))k)(kN, a.data(), inca, (T)row.b, r.data(), incr);
+    std::vector<T> out(kN);
+    for (int i = 0; i < kN; ++i) out[i] = r[i * incr];
+    return out;
+  }
+};
+
+template <class T> void check_row(const Row &row) {
+  const BexKernelTable *unit = table_of(row.entry), *strided = table_of(std::string(row.entry) + "I");
+  if (!unit || !strided) return fail(row, "", 0, 0, "entry not built");
+  const Call<T> call{row, unit, strided};
+  const std::string name = std::string("v") + row.entry;
+  const int want_errno = row.status == 1 ? 33 : row.status ? 34 : 0;
+  for (int slot = 0; slot < 3; ++slot)
+    for (int s = 0; s < 2; ++s) {
+      const char *form = s ? "I" : "unit";
+      qor_bex_kernel_SetMode(BEX_ERRMODE_DEFAULT);
+      const std::vector<T> pads = call.run(slot, -1, s);
+      for (int pos : kPositions) {
+        // Default mode with a callback: the record.
+        qor_bex_kernel_SetErrorCallBack(record);
+        qor_bex_kernel_ClearErrStatus();
+        g_records.clear();
+        std::vector<T> r = call.run(slot, pos, s);
+        const T got = r[pos];
+        char buf[160];
+        if (!same(got, row.expected) || (isnan(got) && !quiet_nan(got))) {
+          snprintf(buf, sizeof buf, "result %.17g (%a), expected %.17g", (double)got, (double)got, row.expected);
+          fail(row, form, slot, pos, buf);
+        }
+        for (int i = 0; i < kN; ++i)
+          if (i != pos && memcmp(&r[i], &pads[i], sizeof(T)) != 0) fail(row, form, slot, pos, "a neighbour changed");
+        if (qor_bex_kernel_GetErrStatus() != row.status) {
+          snprintf(buf, sizeof buf, "thread status %d, expected %d", qor_bex_kernel_GetErrStatus(), row.status);
+          fail(row, form, slot, pos, buf);
+        }
+        if (g_records.size() != (row.status ? 1u : 0u)) {
+          snprintf(buf, sizeof buf, "%zu callback records", g_records.size());
+          fail(row, form, slot, pos, buf);
+        } else if (row.status) {
+          const Record &c = g_records[0];
+          if (c.code != row.status || c.index != pos || c.name != name || !same(c.a1, (double)(T)row.a) ||
+              (row.arity == 2 && !same(c.a2, (double)(T)row.b)) || !same(c.r1, (double)got)) {
+            snprintf(buf, sizeof buf, "record code %d index %d name %s a1 %g r1 %g", c.code, c.index, c.name.c_str(),
+                     c.a1, c.r1);
+            fail(row, form, slot, pos, buf);
+          }
+        }
+        // Default mode without a callback: errno.
+        qor_bex_kernel_ClearErrorCallBack();
+        errno = 0;
+        call.run(slot, pos, s);
+        if (errno != want_errno) {
+          snprintf(buf, sizeof buf, "errno %d, expected %d", errno, want_errno);
+          fail(row, form, slot, pos, buf);
+        }
+        // ERRMODE_NOERR: the same values, the status and errno untouched.
+        qor_bex_kernel_SetErrorCallBack(record);
+        qor_bex_kernel_SetMode(BEX_ERRMODE_NOERR);
+        qor_bex_kernel_ClearErrStatus();
+        g_records.clear();
+        errno = 0;
+        std::vector<T> q = call.run(slot, pos, s);
+        if (!same(q[pos], got)) fail(row, form, slot, pos, "another result under ERRMODE_NOERR");
+        if (qor_bex_kernel_GetErrStatus() != 0 || errno != 0 || !g_records.empty())
+          fail(row, form, slot, pos, "a report under ERRMODE_NOERR");
+        qor_bex_kernel_SetMode(BEX_ERRMODE_DEFAULT);
+        qor_bex_kernel_ClearErrorCallBack();
+      }
+    }
+}
+
+}  // namespace
+
+int main() {
+  qor_bex_kernel_SetInterfInputVectorPointer(nullptr);
+  for (const Row &row : kRows) {
+    if (row.entry[0] == 's') check_row<float>(row);
+    else check_row<double>(row);
+  }
+  const size_t rows = sizeof kRows / sizeof kRows[0];
+  printf("%zu rows, %zu checks of each kind; %d failures\n", rows, rows * 3 * 2 * 3, g_failures);
+  return g_failures ? 1 : 0;
+}
