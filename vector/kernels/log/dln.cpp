@@ -2,7 +2,8 @@
 // mantissa (dlog_common.h) and add a 513-row table of -ln(c / 2^j): LA with one
 // double a row and one constant for ln 2, HA with hi/lo rows that carry the
 // exponent bias and a two-part ln 2, summed so that the large part is exact.
-// EP runs in x87 arithmetic at 53 bits with a table of short reciprocals.
+// EP takes its row from the top mantissa bits, in a table of short
+// reciprocals, with the SSE unit held at round to nearest.
 #include "vector/dispatch/accuracy.h"
 #include "vector/dispatch/kernel_defs.h"
 #include "vector/kernels/log/dlog_common.h"
@@ -46,22 +47,35 @@ QOR_ACCURACY(dLn, HA, ULP, 1.0)
 // EP: x = 2^e m, m in [1, 2); j = the top 9 mantissa bits rounded, r_j about
 // 1/m to 21 bits, u = m r_j - 1 (|u| < 2^-10), ln x = e ln 2 + (-ln r_j) +
 // ln(1 + u). The rounding carry moves into e and picks the last row (0.5, 0).
-// Computed in x87 arithmetic: the frame holds 53-bit precision and round to
-// nearest, so the caller's SSE and x87 settings cannot reach the result. The
-// scalar routine runs this same function, so every path agrees bit for bit.
 // ln(1 + u) = u - u^2/2 + u^3/3: relative error below u^3/4 < 2^-32; with the
 // u^2 term alone it would be u^2/3, 2^-21.6 next to 1.
-__attribute__((always_inline)) inline double ln_ep(double x, int dk) {
-  const uint64_t b = as<uint64_t>(x);
-  const uint32_t hw = (uint32_t)(b >> 32);
-  const uint32_t j = (((hw & 0xfffffu) + 0x400u) >> 10) & ~1u;  // 2 * row
-  const int e = (int)((hw + 0x400u) >> 20) - 1023 + dk;
-  const double m = as<double>((b & kMantissa) | 0x3ff0000000000000ull);
-  const double *row = &dlog_tables::kLnEP[0][0] + j;
-  const long double u = (long double)m * row[0] - 1.0L;
-  const long double p = u + u * u * (-0.5L + u * (long double)0.33333333333333333);
-  return (double)(((long double)e * (long double)0.69314718055994529 + row[1]) + p);
-}
+struct DLnEPCore {
+  static vd2 eval(vd2 x, vd2 dk) {
+    const vq2 bits = as<vq2>(x);
+    const vq2 carried = bits + 0x0000040000000000ull;  // + 0x400 on the high word
+    const vq2 off = (((bits & 0x000fffff00000000ull) + 0x0000040000000000ull) >> 39) & ~15ull;  // 16 j
+    const vd2 e = (as<vd2>((carried >> 52) | as<uint64_t>(kTwo52)) - (kTwo52 + 1023.0)) + dk;
+    const vd2 m = as<vd2>((bits & kMantissa) | 0x3ff0000000000000ull);
+    vd2 r, t;
+    gather_pairs_at(dlog_tables::kLnEP, off, r, t);
+    const vd2 u = m * r - 1.0;
+    return (e * 0.69314718055994529 + t) + (u + u * u * (-0.5 + u * 0.33333333333333331));
+  }
+};
+
+// The environment of this kernel: the x87 state of the double variant, and
+// the SSE unit held at round to nearest with no flushing, the Mode word not
+// read, so that the caller's rounding and flush settings cannot reach the
+// result. The scalar routine runs the same lane formula, so every path, and
+// every group of four, agrees bit for bit.
+struct DLnEPEnv {
+  static qor::bex::SavedEnv enter() {
+    qor::bex::SavedEnv s;
+    qor::bex::fpenv::force_x87(s, 0xf3f, 0x200 | 0x3f);
+    qor::bex::fpenv::force_mxcsr(s, 0x1f80u);
+    return s;
+  }
+};
 
 struct DLnEP {
   using T = double;
@@ -73,14 +87,10 @@ struct DLnEP {
   static vd2 lanes(vd2 x, vl2 &bad) {
     const vu4 w = as<vu4>(x) - 0x100000u;
     bad = from_high_words(as<vi4>(w >= 0x7fdfffffu));
-    return vd2{ln_ep(x[0], 0), ln_ep(x[1], 0)};
+    return DLnEPCore::eval(x, vd2{0.0, 0.0});
   }
-  static int scalar(const double *a, double *r);
+  static int scalar(const double *a, double *r) { return log_scalar<DLnEPCore>(a, r); }
 };
-struct DLnEPCore {
-  static vd2 eval(vd2 x, vd2 dk) { return vd2{ln_ep(x[0], (int)dk[0]), 0.0}; }
-};
-int DLnEP::scalar(const double *a, double *r) { return log_scalar<DLnEPCore>(a, r); }
 QOR_ACCURACY(dLn, EP, BITS, 26)
 
 using DLnLA = LogKernel<DLnLACore>;
@@ -89,8 +99,7 @@ using DLnHA = LogKernel<DLnHACore>;
 }  // namespace
 }  // namespace qor::kernels
 
-using qor::bex::DoubleX87Env;
 using qor::bex::StandardEnv;
 QOR_UNARY_KERNELS(dLn, LA, qor::kernels::DLnLA, StandardEnv)
 QOR_UNARY_KERNELS(dLn, HA, qor::kernels::DLnHA, StandardEnv)
-QOR_UNARY_KERNELS(dLn, EP, qor::kernels::DLnEP, DoubleX87Env)
+QOR_UNARY_KERNELS(dLn, EP, qor::kernels::DLnEP, qor::kernels::DLnEPEnv)
