@@ -39,7 +39,7 @@ struct DLnHACore {
   static constexpr const char *kName = "vdLn";
   static vd2 eval(vd2 x, vd2 dk) {
     const Reduced q = reduce(x);
-    return ln_two_part(q, q.e + dk, vd2{0.0, 0.0});
+    return ln_two_part(q, ha_exponent(q) + dk, vd2{0.0, 0.0});
   }
 };
 QOR_ACCURACY(dLn, HA, ULP, 1.0)

@@ -44,7 +44,7 @@ struct DLog10HACore {
   static constexpr double kInvLo = f64(0x3f46f62a4dca1c65);  // 1/ln 10 - kInvHi, 7.0073190325182760e-4
   static vd2 eval(vd2 x, vd2 dk) {
     const Reduced q = reduce(x);
-    const vd2 k = q.e + dk;
+    const vd2 k = ha_exponent(q) + dk;
     vd2 th, tl;
     gather_pairs_at(dlog_tables::kLog10HA, row_offset16(q.c), th, tl);
     const vd2 uh = high_part(q.u);

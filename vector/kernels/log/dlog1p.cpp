@@ -42,7 +42,7 @@ struct SumLA {
 };
 struct SumHA {
   static constexpr const char *kName = "vdLog1p";
-  static vd2 ln(const Reduced &q, vd2 corr) { return ln_two_part(q, q.e, corr); }
+  static vd2 ln(const Reduced &q, vd2 corr) { return ln_two_part(q, ha_exponent(q), corr); }
 };
 struct SumEP {
   static constexpr const char *kName = "vdLog1p";
@@ -64,7 +64,7 @@ template <class Sum> struct DLog1pKernel {
     const Reduced q = reduce1p(x, corr);
     const vd2 r = Sum::ln(q, corr);
     const vd2 small = x + (x * x) * -0.5;
-    const vl2 tiny = as<vl2>(as<vq2>(x) & 0x7fffffffffffffffull) < as<int64_t>(kSmall);
+    const vl2 tiny = as<vd2>(as<vq2>(x) & 0x7fffffffffffffffull) < kSmall;
     return select(tiny, small, r);
   }
   static vd2 lanes(vd2 x, vl2 &bad) {

@@ -42,7 +42,7 @@ struct DLog2HACore {
   static constexpr double kInvLo = f64(0x3f551d94ae0bf85e);  // 1/ln 2 - kInvHi, 1.2887908889634074e-3
   static vd2 eval(vd2 x, vd2 dk) {
     const Reduced q = reduce(x);
-    const vd2 k = q.e + dk;
+    const vd2 k = ha_exponent(q) + dk;
     vd2 th, tl;
     gather_pairs_at(dlog_tables::kLog2HA, row_offset16(q.c), th, tl);
     const vd2 uh = high_part(q.u);

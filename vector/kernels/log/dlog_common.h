@@ -56,7 +56,7 @@ inline Reduced reduce(vd2 x) {
   const vd2 hi = as<vd2>(as<vq2>(m) & kHiMask);
   const vd2 lo = m - hi;
   q.u = (hi * q.c - 1.0) + lo * q.c;
-  q.e = as<vd2>((bits >> 52) | as<uint64_t>(kTwo52)) - kTwo52;
+  q.e = as<vd2>((bits >> 52) | as<uint64_t>(kTwo52));
   return q;
 }
 
@@ -88,7 +88,11 @@ inline void gather_pairs_at(const double (*table)[2], vq2 off, vd2 &hi, vd2 &lo)
 }
 
 // The exponent of the one-part tables: e - 1022 up to c = 724, e - 1023 above.
-inline vd2 la_exponent(const Reduced &q) { return (q.e - 1022.0) - as<vd2>(as<vq2>(q.c > 724.0) & as<uint64_t>(1.0)); }
+inline vd2 la_exponent(const Reduced &q) {
+  return (q.e - (kTwo52 + 1022.0)) - as<vd2>(as<vq2>(q.c > 724.0) & as<uint64_t>(1.0));
+}
+// The exponent of the two-part tables, which carry the bias: E itself.
+inline vd2 ha_exponent(const Reduced &q) { return q.e - kTwo52; }
 
 // s + v and its rounding error, exact when |s| >= |v| or s = 0. In the
 // two-part sums s = k L1 + T.hi is exact (multiples of 2^-36 or 2^-38 below
