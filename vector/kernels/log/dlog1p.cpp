@@ -19,15 +19,15 @@ constexpr double kBig = f64(0x7f3ffffffffff000);         // 8.7777985100659102e+
 constexpr double kSmall = 4.6566128730773926e-10;        // 2^-31
 
 // The reduction of 1 + x; `corr` is the sum's rounding error err as a change
-// of the logarithm: err / y = err s c / (1 + u), to first order in u.
+// of u, err s c; the logarithm changes by corr / (1 + u), which HA takes to
+// first order in u and LA and EP as corr itself (|corr u| < 2^-62).
 inline Reduced reduce1p(vd2 x, vd2 &corr) {
   const vd2 y = 1.0 + x;
   const vd2 bv = y - 1.0, av = y - bv;
   const vd2 err = (1.0 - av) + (x - bv);
   const Reduced q = reduce(y);
   const vd2 s = as<vd2>(0x7f40000000000000ull - (as<vq2>(y) & kExpField));  // 2^(1013 - E)
-  const vd2 d = err * s * q.c;
-  corr = d - d * q.u;
+  corr = err * s * q.c;
   return q;
 }
 
@@ -42,7 +42,7 @@ struct SumLA {
 };
 struct SumHA {
   static constexpr const char *kName = "vdLog1p";
-  static vd2 ln(const Reduced &q, vd2 corr) { return ln_two_part(q, ha_exponent(q), corr); }
+  static vd2 ln(const Reduced &q, vd2 corr) { return ln_two_part(q, ha_exponent(q), corr - corr * q.u); }
 };
 struct SumEP {
   static constexpr const char *kName = "vdLog1p";

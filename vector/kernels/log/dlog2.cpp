@@ -21,8 +21,9 @@ struct DLog2LACore {
     const vd2 k = la_exponent(q) + dk;
     const vd2 t = gather_at(dlog_tables::kLog2LA, row_offset8(q.c));
     const vd2 u = q.u;
-    const vd2 p = 1.4426950408889634 +
-                  u * (-0.7213475204443105 + u * (0.48089834696260636 + u * (-0.36067421384536552 + u * 0.28853955252864438)));
+    const vd2 u2 = u * u;
+    const vd2 p = (1.4426950408889634 + u * -0.7213475204443105) +
+                  u2 * ((0.48089834696260636 + u * -0.36067421384536552) + u2 * 0.28853955252864438);
     return (k + t) + u * p;
   }
 };
