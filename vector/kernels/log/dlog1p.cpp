@@ -1,5 +1,5 @@
 // dLog1p in three tiers, over the reduction of dLn applied to y = 1 + x:
-// the rounding error of the sum, found exactly by a two-sum, is folded into
+// the rounding error of the sum, x - (y - 1), is folded into
 // u as err * c * 2^(1013 - E) (E the exponent field of y), which is why x
 // above 8.7777985100659102e+304 (E up to 2035) goes to the scalar routine.
 // Below 2^-31 in magnitude the result is x - x^2/2 (the cubic term is under
@@ -23,8 +23,9 @@ constexpr double kSmall = 4.6566128730773926e-10;        // 2^-31
 // first order in u and LA and EP as corr itself (|corr u| < 2^-62).
 inline Reduced reduce1p(vd2 x, vd2 &corr) {
   const vd2 y = 1.0 + x;
-  const vd2 bv = y - 1.0, av = y - bv;
-  const vd2 err = (1.0 - av) + (x - bv);
+  // Exact: below x = -0.5 the sum itself is exact, and y - 1 is exact for y
+  // in [0.5, 2^53]; beyond, err / y is below 2^-52 and its own error negligible.
+  const vd2 err = x - (y - 1.0);
   const Reduced q = reduce(y);
   const vd2 s = as<vd2>(0x7f40000000000000ull - (as<vq2>(y) & kExpField));  // 2^(1013 - E)
   corr = err * s * q.c;
