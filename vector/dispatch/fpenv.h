@@ -118,6 +118,19 @@ template <uint16_t PrecisionControl> struct X87Env {
 using ExtendedX87Env = X87Env<0x300>;
 using DoubleX87Env = X87Env<0x200>;
 
+// The double x87 variant for a kernel that computes in the SSE unit (dLn EP):
+// the SSE unit is held as well, at round to nearest with no flushing, and the
+// Mode word is not read, so the caller's rounding and flush settings cannot
+// reach the result.
+struct DoubleX87NearestEnv {
+  static SavedEnv enter() {
+    SavedEnv s;
+    fpenv::force_x87(s, 0xf3f, 0x200 | 0x3f);
+    fpenv::force_mxcsr(s, 0x1f80u);
+    return s;
+  }
+};
+
 // Pack and Unpack: no floating-point state at all.
 struct NoEnv {
   static SavedEnv enter() { return SavedEnv{}; }

@@ -63,20 +63,9 @@ struct DLnEPCore {
   }
 };
 
-// The environment of this kernel: the x87 state of the double variant, and
-// the SSE unit held at round to nearest with no flushing, the Mode word not
-// read, so that the caller's rounding and flush settings cannot reach the
-// result. The scalar routine runs the same lane formula, so every path, and
-// every group of four, agrees bit for bit.
-struct DLnEPEnv {
-  static qor::bex::SavedEnv enter() {
-    qor::bex::SavedEnv s;
-    qor::bex::fpenv::force_x87(s, 0xf3f, 0x200 | 0x3f);
-    qor::bex::fpenv::force_mxcsr(s, 0x1f80u);
-    return s;
-  }
-};
-
+// The kernel runs in the double x87 variant with the SSE unit held as well
+// (DoubleX87NearestEnv). The scalar routine runs the same lane formula, so
+// every path, and every group of four, agrees bit for bit.
 struct DLnEP {
   using T = double;
   static constexpr int kIn = 1, kOut = 1, kBlock = 4;
@@ -102,4 +91,4 @@ using DLnHA = LogKernel<DLnHACore>;
 using qor::bex::StandardEnv;
 QOR_UNARY_KERNELS(dLn, LA, qor::kernels::DLnLA, StandardEnv)
 QOR_UNARY_KERNELS(dLn, HA, qor::kernels::DLnHA, StandardEnv)
-QOR_UNARY_KERNELS(dLn, EP, qor::kernels::DLnEP, qor::kernels::DLnEPEnv)
+QOR_UNARY_KERNELS(dLn, EP, qor::kernels::DLnEP, qor::bex::DoubleX87NearestEnv)
