@@ -124,5 +124,17 @@ int main(int argc, char **argv) {
   run<double>("dPowr", false, double_peers<false>());
   run<float>("sPowx", true, float_peers<true>());
   run<double>("dPowx", true, double_peers<true>());
+  if (g_paired) return 0;
+  // Cost figures: the kernels over x on [0.1, 10] with b on [-10, 10] (Powx: b = 2.5).
+  const double scale = cost_scale(_bexsExp_21);
+  printf("\nCost figures (sExp LA = 5.636):\n");
+  for (const char *e : {"sPow", "sPowr", "sPowx"}) {
+    auto o = ours<float>(e, e[4] == 'x');
+    if (wanted(e) && !o.empty()) cost_line<float>(e, {o[0], o[1], o[2]}, 0.1, 10.0, scale);
+  }
+  for (const char *e : {"dPow", "dPowr", "dPowx"}) {
+    auto o = ours<double>(e, e[4] == 'x');
+    if (wanted(e) && !o.empty()) cost_line<double>(e, {o[0], o[1], o[2]}, 0.1, 10.0, scale);
+  }
   return 0;
 }

@@ -277,11 +277,7 @@ int main(int argc, char **argv) {
   if (!g_paired) {
     auto sexp = _bexsExp_21;  // a direct reference also keeps the library linked for dlsym
     print_costs(fs, ds, sexp);
-    std::vector<float> a(1000), r(1000);
-    std::mt19937 rng(7);
-    std::uniform_real_distribution<double> u(-87.0, 88.0);
-    for (float &x : a) x = (float)u(rng);
-    const double scale = 5.636 / ns_per_element(Contender<float>{"", 0, sexp}, a, r);
+    const double scale = cost_scale(sexp);
     for (const auto &o : fs2)
       if (wanted(o.entry) && o.k[0]) cost_line2(o, scale);
     for (const auto &o : ds2)

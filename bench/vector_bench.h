@@ -124,16 +124,20 @@ template <class T> std::vector<Contender<T>> tiers(const Ours<T> &o) {
 }
 
 // The cost line of one entry: each tier's ns per element at n = 1000, scaled.
-template <class T> void cost_line(const Ours<T> &o, double scale) {
+template <class T>
+void cost_line(const char *entry, const Contender<T> (&tier)[3], double lo, double hi, double scale) {
   std::vector<T> a(1000), r(1000);
   std::mt19937 rng(7);
-  std::uniform_real_distribution<double> u(o.lo, o.hi);
+  std::uniform_real_distribution<double> u(lo, hi);
   for (T &x : a) x = (T)u(rng);
   double c[3];
-  void (*k[3])(int, const T *, T *) = {o.la, o.ha, o.ep};
-  for (int s = 0; s < 3; ++s) c[s] = ns_per_element(Contender<T>{"", 0, k[s]}, a, r) * scale;
-  printf("  %-8s LA %8.3f  HA %8.3f  EP %8.3f   (ns: %.3f %.3f %.3f)\n", o.entry, c[0], c[1], c[2], c[0] / scale,
+  for (int s = 0; s < 3; ++s) c[s] = ns_per_element(tier[s], a, r) * scale;
+  printf("  %-8s LA %8.3f  HA %8.3f  EP %8.3f   (ns: %.3f %.3f %.3f)\n", entry, c[0], c[1], c[2], c[0] / scale,
          c[1] / scale, c[2] / scale);
+}
+template <class T> void cost_line(const Ours<T> &o, double scale) {
+  const Contender<T> tier[3] = {{"", 0, o.la}, {"", 0, o.ha}, {"", 0, o.ep}};
+  cost_line(o.entry, tier, o.lo, o.hi, scale);
 }
 
 // The functions named on the command line, or all of them; `--paired` asks
@@ -203,13 +207,20 @@ void table(const std::string &title, double lo, double hi, const std::vector<Con
 
 // The cost figures of the entries wanted, on the scale on which sExp LA
 // (passed in) costs 5.636: each tier's ns per element at n = 1000, scaled.
-template <size_t NF, size_t ND>
-void print_costs(const Ours<float> (&fs)[NF], const Ours<double> (&ds)[ND], void (*sexp_la)(int, const float *, float *)) {
+// The scale of the cost figures: sExp LA (passed in) costs 5.636.
+inline double cost_scale(void (*sexp_la)(int, const float *, float *)) {
   std::vector<float> a(1000), r(1000);
   std::mt19937 rng(7);
   std::uniform_real_distribution<double> u(-87.0, 88.0);
   for (float &x : a) x = (float)u(rng);
-  const double scale = 5.636 / ns_per_element(Contender<float>{"", 0, sexp_la}, a, r);
+  return 5.636 / ns_per_element(Contender<float>{"", 0, sexp_la}, a, r);
+}
+
+// The cost figures of the entries wanted: each tier's ns per element at
+// n = 1000, scaled.
+template <size_t NF, size_t ND>
+void print_costs(const Ours<float> (&fs)[NF], const Ours<double> (&ds)[ND], void (*sexp_la)(int, const float *, float *)) {
+  const double scale = cost_scale(sexp_la);
   printf("\nCost figures (sExp LA = 5.636):\n");
   for (const auto &o : fs)
     if (wanted(o.entry) && o.la) cost_line(o, scale);
