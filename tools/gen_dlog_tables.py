@@ -13,6 +13,7 @@ rest. The EP rows hold a short reciprocal r of 1 + i/512 and -ln(r).
 Run: tools/gen_dlog_tables.py > vector/kernels/log/dlog_tables.inc"""
 import struct
 import mpmath
+from tablegen import f64, lit64
 
 mpmath.mp.prec = 200
 
@@ -24,20 +25,8 @@ assert LN2_HI == 0.69314718055829871 and LN2_LO == 1.6465949582866463e-12
 assert LG2_HI == 0.30102999566224753 and LG2_LO == 1.7336659603714182e-12
 
 
-def r53(x):
-    with mpmath.workprec(53):
-        y = +x
-    return float(y)
-
-
 def round_grid(x, step):
     return mpmath.nint(x / step) * step
-
-
-def lit(v):
-    if v == 0:
-        return "-0.0" if struct.pack("<d", v)[7] & 0x80 else "0.0"
-    return float.hex(v)
 
 
 def row_value(c, log):
@@ -51,7 +40,7 @@ def one_part(log):
     rows = []
     for i in range(513):
         v, _ = row_value(512 + i, log)
-        d = r53(v)
+        d = f64(v)
         if d == 0:
             d = -0.0 if i == 0 else 0.0
         rows.append(d)
@@ -65,7 +54,7 @@ def two_part(log, l1, l2, grid):
         vg = round_grid(v, grid)
         hi = float(vg - b * mpmath.mpf(l1))
         assert mpmath.mpf(hi) == vg - b * mpmath.mpf(l1), "hi must be exact"
-        lo = r53(v - vg - b * mpmath.mpf(l2))
+        lo = f64(v - vg - b * mpmath.mpf(l2))
         rows.append((hi, lo))
     return rows
 
@@ -76,20 +65,20 @@ def ep_rows():
         with mpmath.workprec(21):
             r = +(mpmath.mpf(512) / (512 + i))
         r = float(r)
-        rows.append((r, r53(-mpmath.log(r))))
+        rows.append((r, f64(-mpmath.log(r))))
     rows.append((0.5, 0.0))  # the rounding carried into the exponent
     return rows
 
 
 def emit_one(name, comment, rows):
     out = ["// " + comment, "alignas(64) constexpr double %s[513] = {" % name]
-    out += ["    %s,  // %d: %.17g" % (lit(v), i, v) for i, v in enumerate(rows)]
+    out += ["    %s,  // %d: %.17g" % (lit64(v), i, v) for i, v in enumerate(rows)]
     return out + ["};", ""]
 
 
 def emit_two(name, comment, rows):
     out = ["// " + comment, "alignas(64) constexpr double %s[513][2] = {" % name]
-    out += ["    {%s, %s},  // %d: %.17g %.17g" % (lit(a), lit(b), i, a, b) for i, (a, b) in enumerate(rows)]
+    out += ["    {%s, %s},  // %d: %.17g %.17g" % (lit64(a), lit64(b), i, a, b) for i, (a, b) in enumerate(rows)]
     return out + ["};", ""]
 
 

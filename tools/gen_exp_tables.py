@@ -6,29 +6,9 @@ Each row is correctly rounded. Two-part rows hold hi = round(2^(j/N)) and
 lo = round(2^(j/N) - hi) in the element type. Run: tools/gen_exp_tables.py > vector/kernels/exp/exp_tables.inc"""
 import struct
 import mpmath
+from tablegen import f32, lit32, lit64, round_to
 
 mpmath.mp.prec = 200
-
-
-def round_to(x, bits):
-    """x rounded to nearest with a `bits`-bit significand, as a Python float."""
-    with mpmath.workprec(bits):
-        y = +x
-    return float(y)
-
-
-def f32(x):
-    v = round_to(x, 24)
-    assert struct.unpack("f", struct.pack("f", v))[0] == v
-    return v
-
-
-def lit32(v):
-    return "%sf" % float.hex(v) if v != 0 else "0.0f"
-
-
-def lit64(v):
-    return float.hex(v) if v != 0 else "0.0"
 
 
 def two_part(name, n, single):

@@ -13,19 +13,9 @@ kernels, from mpmath at 200 bits.
 
 Run: tools/gen_pow_tables.py > vector/kernels/pow/pow_tables.inc"""
 import mpmath
+from tablegen import lit64, round_to
 
 mpmath.mp.prec = 200
-
-
-def round_to(x, bits):
-    """x rounded to nearest with a `bits`-bit significand, as a Python float."""
-    with mpmath.workprec(bits):
-        y = +x
-    return float(y)
-
-
-def lit(v):
-    return float.hex(v) if v != 0 else "0.0"
 
 
 def dpow_log_rows():
@@ -80,15 +70,15 @@ def main():
            "#ifndef QOR_POW_TABLES_INC", "#define QOR_POW_TABLES_INC", "",
            "namespace qor::kernels::pow_tables {", ""]
     out += ["// c = 1/(1 + i/1024) to 18 bits", "alignas(64) constexpr double kPowRecip_1025[1025] = {"]
-    out += ["    %s,  // %.17g" % (lit(c), c) for c in recip] + ["};", ""]
+    out += ["    %s,  // %.17g" % (lit64(c), c) for c in recip] + ["};", ""]
     out += ["// hi + lo = -log2(c)", "alignas(64) constexpr double kPowLog2_1025[1025][2] = {"]
-    out += ["    {%s, %s},  // %.17g" % (lit(h), lit(l), h) for h, l in logs] + ["};", ""]
+    out += ["    {%s, %s},  // %.17g" % (lit64(h), lit64(l), h) for h, l in logs] + ["};", ""]
     out += ["// {c = 1/(1 + j/1024) to 28 bits, -ln(c)}", "alignas(64) constexpr double kPowLn_1025[1025][2] = {"]
-    out += ["    {%s, %s},  // %.17g" % (lit(c), lit(l), l) for c, l in sln] + ["};", ""]
+    out += ["    {%s, %s},  // %.17g" % (lit64(c), lit64(l), l) for c, l in sln] + ["};", ""]
     out += ["// 2^(i/2048), correctly rounded", "alignas(64) constexpr double kPowExp2_2048[2048] = {"]
-    out += ["    %s,  // %.17g" % (lit(h), h) for h, _ in e2048] + ["};", ""]
+    out += ["    %s,  // %.17g" % (lit64(h), h) for h, _ in e2048] + ["};", ""]
     out += ["// hi + lo = 2^(i/128)", "alignas(64) constexpr double kPowExp2_128[128][2] = {"]
-    out += ["    {%s, %s},  // %.17g" % (lit(h), lit(l), h) for h, l in e128] + ["};", ""]
+    out += ["    {%s, %s},  // %.17g" % (lit64(h), lit64(l), h) for h, l in e128] + ["};", ""]
     out += ["}  // namespace qor::kernels::pow_tables", "", "#endif"]
     print("\n".join(out))
 

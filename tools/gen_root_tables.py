@@ -11,30 +11,10 @@ kernels, from mpmath at 200 bits. Every entry is correctly rounded.
 - The binomial series coefficients of (1 + r)^a for a = 1/3, -1/3, 2/3.
 
 Run: tools/gen_root_tables.py > vector/kernels/root/root_tables.inc"""
-import struct
 import mpmath
+from tablegen import f32, f64, lit32, lit64
 
 mpmath.mp.prec = 200
-
-
-def f64(x):
-    return float(mpmath.mpf(x))
-
-
-def f32(x):
-    with mpmath.workprec(24):
-        y = +mpmath.mpf(x)
-    v = float(y)
-    assert struct.unpack("f", struct.pack("f", v))[0] == v
-    return v
-
-
-def lit32(v):
-    return "%sf" % float.hex(v) if v != 0 else "0.0f"
-
-
-def lit64(v):
-    return float.hex(v) if v != 0 else "0.0"
 
 
 def hi_lo(x):

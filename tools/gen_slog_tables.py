@@ -16,37 +16,13 @@ polynomials of the single-precision logarithm kernels, from mpmath at 200 bits.
 Run: tools/gen_slog_tables.py > vector/kernels/log/slog_tables.inc"""
 import struct
 import mpmath
+from tablegen import f32, f64, lit32, lit64, round_to
 
 mpmath.mp.prec = 200
 
 
-def round_to(x, bits):
-    """x rounded to nearest with a `bits`-bit significand, as a Python float."""
-    with mpmath.workprec(bits):
-        y = +x
-    return float(y)
-
-
-def f32(x):
-    v = round_to(mpmath.mpf(x), 24)
-    assert struct.unpack("f", struct.pack("f", v))[0] == v
-    return v
-
-
-def f64(x):
-    return round_to(mpmath.mpf(x), 53)
-
-
 def float_of_bits(b):
     return struct.unpack("<f", struct.pack("<I", b))[0]
-
-
-def lit32(v):
-    return "%sf" % float.hex(v) if v != 0 else "0.0f"
-
-
-def lit64(v):
-    return float.hex(v) if v != 0 else "0.0"
 
 
 def ln_scalar_rows():
