@@ -4,7 +4,6 @@
 // Arguments, if any, name the functions to run (e.g. `bench_log dLn sLog1p`);
 // `--paired` prints ratios timed in alternation instead (no cost figures).
 // Our entry points are looked up by name, so an entry not built yet is skipped.
-#include <dlfcn.h>
 #include <sleef.h>
 
 #include "bench/vector_bench.h"
@@ -23,78 +22,59 @@ __m128d _ZGVbN2v_log1p(__m128d);
 
 using namespace qor::bench;
 
-namespace {
-
-// The three tiers of an entry by their exported names (LA, HA, EP).
-template <class T> Ours<T> ours(const char *entry, double lo, double hi) {
-  using K = void (*)(int, const T *, T *);
-  const bool wide = sizeof(T) == 8;
-  const std::string base = std::string("_bex") + entry;
-  auto get = [&](const std::string &name) { return (K)dlsym(RTLD_DEFAULT, name.c_str()); };
-  return {entry, lo, hi, get(base + (wide ? "_50" : "_21")), get(base), get(base + (wide ? "_26" : "_11"))};
-}
-
-template <class T> void run(const Ours<T> &o, const std::vector<Contender<T>> &peers) {
-  if (!wanted(o.entry)) return;
-  if (!o.la) return (void)printf("\n%s: not built\n", o.entry);
-  table<T>(o.entry, o.lo, o.hi, tiers(o), peers);
-}
-
-}  // namespace
-
 int main(int argc, char **argv) {
   parse_args(argc, argv);
-  const Ours<float> fs[] = {ours<float>("sLn", 1e-3, 1e3), ours<float>("sLog2", 1e-3, 1e3),
-                            ours<float>("sLog10", 1e-3, 1e3), ours<float>("sLog1p", -0.9, 1e3),
-                            ours<float>("sLogb", 1e-3, 1e3)};
-  const Ours<double> ds[] = {ours<double>("dLn", 1e-3, 1e3), ours<double>("dLog2", 1e-3, 1e3),
-                             ours<double>("dLog10", 1e-3, 1e3), ours<double>("dLog1p", -0.9, 1e3),
-                             ours<double>("dLogb", 1e-3, 1e3)};
+  const Ours<float> fs[] = {ours_by_name<float>("sLn", 1e-3, 1e3), ours_by_name<float>("sLog2", 1e-3, 1e3),
+                            ours_by_name<float>("sLog10", 1e-3, 1e3), ours_by_name<float>("sLog1p", -0.9, 1e3),
+                            ours_by_name<float>("sLogb", 1e-3, 1e3)};
+  const Ours<double> ds[] = {ours_by_name<double>("dLn", 1e-3, 1e3), ours_by_name<double>("dLog2", 1e-3, 1e3),
+                             ours_by_name<double>("dLog10", 1e-3, 1e3), ours_by_name<double>("dLog1p", -0.9, 1e3),
+                             ours_by_name<double>("dLogb", 1e-3, 1e3)};
 
   // Peers and the tiers whose bound they meet: libm and SLEEF u10 are within
   // 1 ulp, libmvec and SLEEF u35 within 4 ulp.
-  run<float>(fs[0], {{"glibc logf", kAll, scalar_loop<float>(logf)},
+  run_entry<float>(fs[0], {{"glibc logf", kAll, scalar_loop<float>(logf)},
                      {"libmvec _ZGVbN4v_logf", kLow, over_m128(_ZGVbN4v_logf)},
                      {"SLEEF logf4_u10sse2", kAll, over_m128(Sleef_logf4_u10sse2)},
                      {"SLEEF logf4_u10sse4", kAll, over_m128(Sleef_logf4_u10sse4)},
                      {"SLEEF logf4_u35sse2", kLow, over_m128(Sleef_logf4_u35sse2)},
                      {"SLEEF logf4_u35sse4", kLow, over_m128(Sleef_logf4_u35sse4)}});
-  run<float>(fs[1], {{"glibc log2f", kAll, scalar_loop<float>(log2f)},
+  run_entry<float>(fs[1], {{"glibc log2f", kAll, scalar_loop<float>(log2f)},
                      {"libmvec _ZGVbN4v_log2f", kLow, over_m128(_ZGVbN4v_log2f)},
                      {"SLEEF log2f4_u10sse2", kAll, over_m128(Sleef_log2f4_u10sse2)},
                      {"SLEEF log2f4_u10sse4", kAll, over_m128(Sleef_log2f4_u10sse4)},
                      {"SLEEF log2f4_u35sse2", kLow, over_m128(Sleef_log2f4_u35sse2)},
                      {"SLEEF log2f4_u35sse4", kLow, over_m128(Sleef_log2f4_u35sse4)}});
-  run<float>(fs[2], {{"glibc log10f", kAll, scalar_loop<float>(log10f)},
+  run_entry<float>(fs[2], {{"glibc log10f", kAll, scalar_loop<float>(log10f)},
                      {"libmvec _ZGVbN4v_log10f", kLow, over_m128(_ZGVbN4v_log10f)},
                      {"SLEEF log10f4_u10sse2", kAll, over_m128(Sleef_log10f4_u10sse2)},
                      {"SLEEF log10f4_u10sse4", kAll, over_m128(Sleef_log10f4_u10sse4)}});
-  run<float>(fs[3], {{"glibc log1pf", kAll, scalar_loop<float>(log1pf)},
+  run_entry<float>(fs[3], {{"glibc log1pf", kAll, scalar_loop<float>(log1pf)},
                      {"libmvec _ZGVbN4v_log1pf", kLow, over_m128(_ZGVbN4v_log1pf)},
                      {"SLEEF log1pf4_u10sse2", kAll, over_m128(Sleef_log1pf4_u10sse2)},
                      {"SLEEF log1pf4_u10sse4", kAll, over_m128(Sleef_log1pf4_u10sse4)}});
-  run<float>(fs[4], {{"glibc logbf", kAll, scalar_loop<float>(logbf)}});
-  run<double>(ds[0], {{"glibc log", kAll, scalar_loop<double>(log)},
+  run_entry<float>(fs[4], {{"glibc logbf", kAll, scalar_loop<float>(logbf)}});
+  run_entry<double>(ds[0], {{"glibc log", kAll, scalar_loop<double>(log)},
                       {"libmvec _ZGVbN2v_log", kLow, over_m128d(_ZGVbN2v_log)},
                       {"SLEEF logd2_u10sse2", kAll, over_m128d(Sleef_logd2_u10sse2)},
                       {"SLEEF logd2_u10sse4", kAll, over_m128d(Sleef_logd2_u10sse4)},
                       {"SLEEF logd2_u35sse2", kLow, over_m128d(Sleef_logd2_u35sse2)},
                       {"SLEEF logd2_u35sse4", kLow, over_m128d(Sleef_logd2_u35sse4)}});
-  run<double>(ds[1], {{"glibc log2", kAll, scalar_loop<double>(log2)},
+  run_entry<double>(ds[1], {{"glibc log2", kAll, scalar_loop<double>(log2)},
                       {"libmvec _ZGVbN2v_log2", kLow, over_m128d(_ZGVbN2v_log2)},
                       {"SLEEF log2d2_u10sse2", kAll, over_m128d(Sleef_log2d2_u10sse2)},
                       {"SLEEF log2d2_u10sse4", kAll, over_m128d(Sleef_log2d2_u10sse4)},
                       {"SLEEF log2d2_u35sse2", kLow, over_m128d(Sleef_log2d2_u35sse2)},
                       {"SLEEF log2d2_u35sse4", kLow, over_m128d(Sleef_log2d2_u35sse4)}});
-  run<double>(ds[2], {{"glibc log10", kAll, scalar_loop<double>(log10)},
+  run_entry<double>(ds[2], {{"glibc log10", kAll, scalar_loop<double>(log10)},
                       {"libmvec _ZGVbN2v_log10", kLow, over_m128d(_ZGVbN2v_log10)},
                       {"SLEEF log10d2_u10sse2", kAll, over_m128d(Sleef_log10d2_u10sse2)},
                       {"SLEEF log10d2_u10sse4", kAll, over_m128d(Sleef_log10d2_u10sse4)}});
-  run<double>(ds[3], {{"glibc log1p", kAll, scalar_loop<double>(log1p)},
+  run_entry<double>(ds[3], {{"glibc log1p", kAll, scalar_loop<double>(log1p)},
                       {"libmvec _ZGVbN2v_log1p", kLow, over_m128d(_ZGVbN2v_log1p)},
                       {"SLEEF log1pd2_u10sse2", kAll, over_m128d(Sleef_log1pd2_u10sse2)},
                       {"SLEEF log1pd2_u10sse4", kAll, over_m128d(Sleef_log1pd2_u10sse4)}});
-  run<double>(ds[4], {{"glibc logb", kAll, scalar_loop<double>(logb)}});
+  run_entry<double>(ds[4], {{"glibc logb", kAll, scalar_loop<double>(logb)}});
 
   if (!g_paired) print_costs(fs, ds, _bexsExp_21);
   return 0;

@@ -6,7 +6,6 @@
 // which sExp LA costs 5.636. Arguments, if any, name the functions to run
 // (e.g. `bench_root sSqrt dHypot`); `--paired` prints ratios timed in
 // alternation for the one-input functions instead.
-#include <dlfcn.h>
 #include <sleef.h>
 
 #include "bench/vector_bench.h"
@@ -24,20 +23,6 @@ __m128d _ZGVbN2vv_pow(__m128d, __m128d);
 using namespace qor::bench;
 
 namespace {
-
-template <class T> Ours<T> ours(const char *entry, double lo, double hi) {
-  using K = void (*)(int, const T *, T *);
-  const bool wide = sizeof(T) == 8;
-  const std::string base = std::string("_bex") + entry;
-  auto get = [&](const std::string &name) { return (K)dlsym(RTLD_DEFAULT, name.c_str()); };
-  return {entry, lo, hi, get(base + (wide ? "_50" : "_21")), get(base), get(base + (wide ? "_26" : "_11"))};
-}
-
-template <class T> void run(const Ours<T> &o, const std::vector<Contender<T>> &peers) {
-  if (!wanted(o.entry)) return;
-  if (!o.la) return (void)printf("\n%s: not built\n", o.entry);
-  table<T>(o.entry, o.lo, o.hi, tiers(o), peers);
-}
 
 // One-input composites over 4 floats or 2 doubles.
 template <class F> __m128 inv4(F f, __m128 x) { return _mm_div_ps(_mm_set1_ps(1.0f), f(x)); }
@@ -184,76 +169,76 @@ template <class F> __m128d pow15_2(F f, __m128d x) { return f(x, _mm_set1_pd(1.5
 
 int main(int argc, char **argv) {
   parse_args(argc, argv);
-  const Ours<float> fs[] = {ours<float>("sSqrt", 1e-3, 1e6), ours<float>("sInv", 1e-3, 1e6),
-                            ours<float>("sInvSqrt", 1e-3, 1e6), ours<float>("sCbrt", -1e6, 1e6),
-                            ours<float>("sInvCbrt", 1e-3, 1e6), ours<float>("sPow2o3", -1e6, 1e6),
-                            ours<float>("sPow3o2", 1e-3, 1e6)};
-  const Ours<double> ds[] = {ours<double>("dSqrt", 1e-3, 1e6), ours<double>("dInv", 1e-3, 1e6),
-                             ours<double>("dInvSqrt", 1e-3, 1e6), ours<double>("dCbrt", -1e6, 1e6),
-                             ours<double>("dInvCbrt", 1e-3, 1e6), ours<double>("dPow2o3", -1e6, 1e6),
-                             ours<double>("dPow3o2", 1e-3, 1e6)};
+  const Ours<float> fs[] = {ours_by_name<float>("sSqrt", 1e-3, 1e6), ours_by_name<float>("sInv", 1e-3, 1e6),
+                            ours_by_name<float>("sInvSqrt", 1e-3, 1e6), ours_by_name<float>("sCbrt", -1e6, 1e6),
+                            ours_by_name<float>("sInvCbrt", 1e-3, 1e6), ours_by_name<float>("sPow2o3", -1e6, 1e6),
+                            ours_by_name<float>("sPow3o2", 1e-3, 1e6)};
+  const Ours<double> ds[] = {ours_by_name<double>("dSqrt", 1e-3, 1e6), ours_by_name<double>("dInv", 1e-3, 1e6),
+                             ours_by_name<double>("dInvSqrt", 1e-3, 1e6), ours_by_name<double>("dCbrt", -1e6, 1e6),
+                             ours_by_name<double>("dInvCbrt", 1e-3, 1e6), ours_by_name<double>("dPow2o3", -1e6, 1e6),
+                             ours_by_name<double>("dPow3o2", 1e-3, 1e6)};
   const Ours2<float> fs2[] = {ours2<float>("sDiv", 1e-3, 1e6), ours2<float>("sHypot", -1e6, 1e6)};
   const Ours2<double> ds2[] = {ours2<double>("dDiv", 1e-3, 1e6), ours2<double>("dHypot", -1e6, 1e6)};
 
   // Classes: correctly rounded and 1-ulp peers serve every tier, 3.5-ulp
   // peers (libmvec, SLEEF u35) LA and EP.
-  run<float>(fs[0], {{"glibc sqrtf", kAll, scalar_loop<float>(sqrtf)},
+  run_entry<float>(fs[0], {{"glibc sqrtf", kAll, scalar_loop<float>(sqrtf)},
                      {"SSE2 sqrtps", kAll, over_m128(sse_sqrt4)},
                      {"SLEEF sqrtf4_u05sse2", kAll, over_m128(Sleef_sqrtf4_u05sse2)},
                      {"SLEEF sqrtf4_u05sse4", kAll, over_m128(Sleef_sqrtf4_u05sse4)},
                      {"SLEEF sqrtf4_u35sse2", kLow, over_m128(Sleef_sqrtf4_u35sse2)},
                      {"SLEEF sqrtf4_u35sse4", kLow, over_m128(Sleef_sqrtf4_u35sse4)}});
-  run<float>(fs[1], {{"scalar 1/x", kAll, scalar_loop<float>(invf)}, {"SSE2 divps 1/x", kAll, over_m128(sse_inv4)}});
-  run<float>(fs[2], {{"glibc 1/sqrtf", kAll, scalar_loop<float>(inv_sqrtf)},
+  run_entry<float>(fs[1], {{"scalar 1/x", kAll, scalar_loop<float>(invf)}, {"SSE2 divps 1/x", kAll, over_m128(sse_inv4)}});
+  run_entry<float>(fs[2], {{"glibc 1/sqrtf", kAll, scalar_loop<float>(inv_sqrtf)},
                      {"1/SLEEF sqrtf4_u05sse2", kAll, over_m128([](__m128 x) { return inv4(Sleef_sqrtf4_u05sse2, x); })},
                      {"1/SSE2 sqrtps", kAll, over_m128([](__m128 x) { return inv4(sse_sqrt4, x); })},
                      {"1/SLEEF sqrtf4_u35sse4", kLow, over_m128([](__m128 x) { return inv4(Sleef_sqrtf4_u35sse4, x); })}});
-  run<float>(fs[3], {{"glibc cbrtf", kAll, scalar_loop<float>(cbrtf)},
+  run_entry<float>(fs[3], {{"glibc cbrtf", kAll, scalar_loop<float>(cbrtf)},
                      {"libmvec _ZGVbN4v_cbrtf", kLow, over_m128(_ZGVbN4v_cbrtf)},
                      {"SLEEF cbrtf4_u10sse2", kAll, over_m128(Sleef_cbrtf4_u10sse2)},
                      {"SLEEF cbrtf4_u10sse4", kAll, over_m128(Sleef_cbrtf4_u10sse4)},
                      {"SLEEF cbrtf4_u35sse2", kLow, over_m128(Sleef_cbrtf4_u35sse2)},
                      {"SLEEF cbrtf4_u35sse4", kLow, over_m128(Sleef_cbrtf4_u35sse4)}});
-  run<float>(fs[4], {{"glibc 1/cbrtf", kAll, scalar_loop<float>(inv_cbrtf)},
+  run_entry<float>(fs[4], {{"glibc 1/cbrtf", kAll, scalar_loop<float>(inv_cbrtf)},
                      {"1/libmvec cbrtf", kLow, over_m128([](__m128 x) { return inv4(_ZGVbN4v_cbrtf, x); })},
                      {"1/SLEEF cbrtf4_u10sse4", kAll, over_m128([](__m128 x) { return inv4(Sleef_cbrtf4_u10sse4, x); })},
                      {"1/SLEEF cbrtf4_u35sse4", kLow, over_m128([](__m128 x) { return inv4(Sleef_cbrtf4_u35sse4, x); })}});
-  run<float>(fs[5], {{"glibc cbrtf^2", kAll, scalar_loop<float>(pow2o3f)},
+  run_entry<float>(fs[5], {{"glibc cbrtf^2", kAll, scalar_loop<float>(pow2o3f)},
                      {"libmvec cbrtf^2", kLow, over_m128([](__m128 x) { return sq4(_ZGVbN4v_cbrtf, x); })},
                      {"SLEEF cbrtf4_u10sse4^2", kAll, over_m128([](__m128 x) { return sq4(Sleef_cbrtf4_u10sse4, x); })},
                      {"SLEEF cbrtf4_u35sse4^2", kLow, over_m128([](__m128 x) { return sq4(Sleef_cbrtf4_u35sse4, x); })}});
-  run<float>(fs[6], {{"glibc powf(x, 1.5)", kAll, scalar_loop<float>(pow3o2f)},
+  run_entry<float>(fs[6], {{"glibc powf(x, 1.5)", kAll, scalar_loop<float>(pow3o2f)},
                      {"libmvec powf(x, 1.5)", kLow, over_m128([](__m128 x) { return pow15_4(_ZGVbN4vv_powf, x); })},
                      {"SLEEF powf4_u10sse2", kAll, over_m128([](__m128 x) { return pow15_4(Sleef_powf4_u10sse2, x); })},
                      {"SLEEF powf4_u10sse4", kAll, over_m128([](__m128 x) { return pow15_4(Sleef_powf4_u10sse4, x); })},
                      {"SSE2 x*sqrtps(x)", kAll, over_m128([](__m128 x) { return _mm_mul_ps(x, _mm_sqrt_ps(x)); })}});
 
-  run<double>(ds[0], {{"glibc sqrt", kAll, scalar_loop<double>(sqrt)},
+  run_entry<double>(ds[0], {{"glibc sqrt", kAll, scalar_loop<double>(sqrt)},
                       {"SSE2 sqrtpd", kAll, over_m128d(sse_sqrt2)},
                       {"SLEEF sqrtd2_u05sse2", kAll, over_m128d(Sleef_sqrtd2_u05sse2)},
                       {"SLEEF sqrtd2_u05sse4", kAll, over_m128d(Sleef_sqrtd2_u05sse4)},
                       {"SLEEF sqrtd2_u35sse2", kLow, over_m128d(Sleef_sqrtd2_u35sse2)},
                       {"SLEEF sqrtd2_u35sse4", kLow, over_m128d(Sleef_sqrtd2_u35sse4)}});
-  run<double>(ds[1], {{"scalar 1/x", kAll, scalar_loop<double>(inv)}, {"SSE2 divpd 1/x", kAll, over_m128d(sse_inv2)}});
-  run<double>(ds[2], {{"glibc 1/sqrt", kAll, scalar_loop<double>(inv_sqrt)},
+  run_entry<double>(ds[1], {{"scalar 1/x", kAll, scalar_loop<double>(inv)}, {"SSE2 divpd 1/x", kAll, over_m128d(sse_inv2)}});
+  run_entry<double>(ds[2], {{"glibc 1/sqrt", kAll, scalar_loop<double>(inv_sqrt)},
                       {"1/SLEEF sqrtd2_u05sse2", kAll, over_m128d([](__m128d x) { return inv2(Sleef_sqrtd2_u05sse2, x); })},
                       {"1/SSE2 sqrtpd", kAll, over_m128d([](__m128d x) { return inv2(sse_sqrt2, x); })},
                       {"1/SLEEF sqrtd2_u35sse4", kLow, over_m128d([](__m128d x) { return inv2(Sleef_sqrtd2_u35sse4, x); })}});
-  run<double>(ds[3], {{"glibc cbrt", kAll, scalar_loop<double>(cbrt)},
+  run_entry<double>(ds[3], {{"glibc cbrt", kAll, scalar_loop<double>(cbrt)},
                       {"libmvec _ZGVbN2v_cbrt", kLow, over_m128d(_ZGVbN2v_cbrt)},
                       {"SLEEF cbrtd2_u10sse2", kAll, over_m128d(Sleef_cbrtd2_u10sse2)},
                       {"SLEEF cbrtd2_u10sse4", kAll, over_m128d(Sleef_cbrtd2_u10sse4)},
                       {"SLEEF cbrtd2_u35sse2", kLow, over_m128d(Sleef_cbrtd2_u35sse2)},
                       {"SLEEF cbrtd2_u35sse4", kLow, over_m128d(Sleef_cbrtd2_u35sse4)}});
-  run<double>(ds[4], {{"glibc 1/cbrt", kAll, scalar_loop<double>(inv_cbrt)},
+  run_entry<double>(ds[4], {{"glibc 1/cbrt", kAll, scalar_loop<double>(inv_cbrt)},
                       {"1/libmvec cbrt", kLow, over_m128d([](__m128d x) { return inv2(_ZGVbN2v_cbrt, x); })},
                       {"1/SLEEF cbrtd2_u10sse4", kAll, over_m128d([](__m128d x) { return inv2(Sleef_cbrtd2_u10sse4, x); })},
                       {"1/SLEEF cbrtd2_u35sse4", kLow, over_m128d([](__m128d x) { return inv2(Sleef_cbrtd2_u35sse4, x); })}});
-  run<double>(ds[5], {{"glibc cbrt^2", kAll, scalar_loop<double>(pow2o3)},
+  run_entry<double>(ds[5], {{"glibc cbrt^2", kAll, scalar_loop<double>(pow2o3)},
                       {"libmvec cbrt^2", kLow, over_m128d([](__m128d x) { return sq2(_ZGVbN2v_cbrt, x); })},
                       {"SLEEF cbrtd2_u10sse4^2", kAll, over_m128d([](__m128d x) { return sq2(Sleef_cbrtd2_u10sse4, x); })},
                       {"SLEEF cbrtd2_u35sse4^2", kLow, over_m128d([](__m128d x) { return sq2(Sleef_cbrtd2_u35sse4, x); })}});
-  run<double>(ds[6], {{"glibc pow(x, 1.5)", kAll, scalar_loop<double>(pow3o2)},
+  run_entry<double>(ds[6], {{"glibc pow(x, 1.5)", kAll, scalar_loop<double>(pow3o2)},
                       {"libmvec pow(x, 1.5)", kLow, over_m128d([](__m128d x) { return pow15_2(_ZGVbN2vv_pow, x); })},
                       {"SLEEF powd2_u10sse2", kAll, over_m128d([](__m128d x) { return pow15_2(Sleef_powd2_u10sse2, x); })},
                       {"SLEEF powd2_u10sse4", kAll, over_m128d([](__m128d x) { return pow15_2(Sleef_powd2_u10sse4, x); })},

@@ -4,6 +4,7 @@
 #ifndef QOR_BENCH_VECTOR_BENCH_H
 #define QOR_BENCH_VECTOR_BENCH_H
 
+#include <dlfcn.h>
 #include <math.h>
 #include <stdio.h>
 #include <string.h>
@@ -123,6 +124,16 @@ template <class T> std::vector<Contender<T>> tiers(const Ours<T> &o) {
   return {{e + " LA", kLA, o.la}, {e + " HA", kHA, o.ha}, {e + " EP", kEP, o.ep}};
 }
 
+// One of our entries by its exported names (LA, HA, EP), looked up at run
+// time, so that an entry not built yet is skipped rather than unlinked.
+template <class T> Ours<T> ours_by_name(const char *entry, double lo, double hi) {
+  using K = void (*)(int, const T *, T *);
+  const bool wide = sizeof(T) == 8;
+  const std::string base = std::string("_bex") + entry;
+  auto get = [&](const std::string &name) { return (K)dlsym(RTLD_DEFAULT, name.c_str()); };
+  return {entry, lo, hi, get(base + (wide ? "_50" : "_21")), get(base), get(base + (wide ? "_26" : "_11"))};
+}
+
 // The cost line of one entry: each tier's ns per element at n = 1000, scaled.
 template <class T>
 void cost_line(const char *entry, const Contender<T> (&tier)[3], double lo, double hi, double scale) {
@@ -203,6 +214,13 @@ void table(const std::string &title, double lo, double hi, const std::vector<Con
            const std::vector<Contender<T>> &peers) {
   if (g_paired) compare_paired<T>(title, lo, hi, ours, peers);
   else compare<T>(title, lo, hi, ours, peers);
+}
+
+// The table of one entry against its peers, if the entry is wanted and built.
+template <class T> void run_entry(const Ours<T> &o, const std::vector<Contender<T>> &peers) {
+  if (!wanted(o.entry)) return;
+  if (!o.la) return (void)printf("\n%s: not built\n", o.entry);
+  table<T>(o.entry, o.lo, o.hi, tiers(o), peers);
 }
 
 // The cost figures of the entries wanted, on the scale on which sExp LA
