@@ -26,19 +26,19 @@ constexpr float kLg2Hi = f32(0x3e9a2100), kLg2Lo = f32(0xb64af600);
 // by an arithmetic shift, and m by subtracting e from the exponent field.
 // Any input gives an m in range, so table rows stay in bounds on every lane.
 inline void split(vi4 ix, vi4 &e, vf4 &m) {
-  e = (ix - kTwoThirds) >> 23;
-  m = as<vf4>(ix - (e << 23));
+  e = as<vi4>(as<vu4>(ix) - (uint32_t)kTwoThirds) >> 23;
+  m = as<vf4>(as<vu4>(ix) - (as<vu4>(e) << 23));
 }
 
 // Lanes that are not positive, normal and finite: adding 0x800000 to the bits
 // pushes infinities and NaN past the sign and wraps the largest negatives to
 // small values, so one signed comparison with 0x1000000 catches all of them,
 // with zero, the denormals and the negatives.
-inline vi4 not_positive_normal(vi4 ix) { return (ix + 0x800000) < 0x1000000; }
+inline vi4 not_positive_normal(vi4 ix) { return as<vi4>(as<vu4>(ix) + 0x800000u) < 0x1000000; }
 
 // The same for the sum s = 1 + x of Log1p, which also leaves out s >= 2^127,
 // where 2^-e would not be a normal float.
-inline vi4 log1p_sum_special(vi4 is) { return (is + 0x1000000) < 0x1800000; }
+inline vi4 log1p_sum_special(vi4 is) { return as<vi4>(as<vu4>(is) + 0x1000000u) < 0x1800000; }
 
 // The rounding error of s = 1 + x, exact: the larger operand first (Fast2Sum).
 inline vf4 sum_error(vf4 x, vf4 s) {

@@ -19,7 +19,7 @@ struct SLogb {
   static vf4 lanes(vf4 x, vi4 &bad) {
     const vi4 ix = as<vi4>(x);
     // field + 1 in the exponent position: 0 for all ones, 0x800000 for zero
-    bad = ((ix + 0x800000) & 0x7f800000) < 0x1000000;
+    bad = (as<vi4>(as<vu4>(ix) + 0x800000u) & 0x7f800000) < 0x1000000;
     return __builtin_convertvector(((ix >> 23) & 0xff) - 127, vf4);
   }
 

@@ -28,7 +28,7 @@ inline vi4 s_y_bad(vf4 y) { return (as<vi4>(y) & 0x7fffffff) > 0x7f7fffff; }
 
 // d: the high word plus 0x00100000 stays at or above 0x00200000 (signed):
 // positive, normal, finite. y: the high word's magnitude below 0x7f800000.
-inline vl2 d_x_bad(vd2 x) { return from_high_words((words(x) + 0x00100000) < 0x00200000); }
+inline vl2 d_x_bad(vd2 x) { return from_high_words(as<vi4>(as<vu4>(words(x)) + 0x00100000u) < 0x00200000); }
 inline vl2 d_y_bad(vd2 y) { return from_high_words((words(y) & 0x7fffffff) > 0x7f7fffff); }
 // |t| at or above 1000: the result may leave the normal range.
 inline vl2 d_t_bad(vd2 t) { return from_high_words((words(t) & 0x7fffffff) > 0x408f3fff); }

@@ -109,9 +109,9 @@ struct SPowEPCore {
   static constexpr int kBlock = 16;
   static Y cut(vf4 y) { return {y}; }
   static vf4 lanes(vf4 x, const Y &y, vi4 &bad) {
-    const vi4 ix = as<vi4>(x) - as<vi4>(vf4{0.666666687f, 0.666666687f, 0.666666687f, 0.666666687f});
+    const vi4 ix = as<vi4>(as<vu4>(x) - as<vu4>(vf4{0.666666687f, 0.666666687f, 0.666666687f, 0.666666687f}));
     const vi4 k = ix >> 23;
-    const vf4 r = as<vf4>(as<vi4>(x) - (k << 23)) - 1.0f;
+    const vf4 r = as<vf4>(as<vu4>(x) - (as<vu4>(k) << 23)) - 1.0f;
     const vf4 kf = __builtin_convertvector(k, vf4);
     const vf4 p =
         r + r * r *

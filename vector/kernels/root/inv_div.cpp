@@ -31,7 +31,7 @@ template <class T> int div_scalar(T a, T b, T *r) {
 
 // sInv / sDiv EP: divisor bits less 0x00800000, sign dropped, at most
 // 0x7dffe800: magnitudes from the least normal to about 8.5e37.
-inline vi4 s_rcp_special_lanes(vf4 b) { return greater((as<vi4>(b) - 0x00800000) & 0x7fffffff, 0x7dffe800); }
+inline vi4 s_rcp_special_lanes(vf4 b) { return greater(as<vi4>(as<vu4>(b) - 0x00800000u) & 0x7fffffff, 0x7dffe800); }
 
 struct SInvEP {
   using T = float;

@@ -94,7 +94,7 @@ template <class T> int pow3o2_scalar(const T *a, T *r) {
 
 // s: bits from 0x1d800000 (2^-68, about 3.4e-21) below 0x69800000 (2^84,
 // about 1.9e25) by one unsigned compare; negative x lies above.
-inline vi4 s_pow3o2_special(vf4 x) { return greater(as<vi4>(x) + 0x62800000, (int32_t)0xcbffffff); }  // bits - 0x1d800000 >= 0x4c000000, unsigned
+inline vi4 s_pow3o2_special(vf4 x) { return greater(as<vi4>(as<vu4>(x) + 0x62800000u), (int32_t)0xcbffffff); }  // bits - 0x1d800000 >= 0x4c000000, unsigned
 
 template <int Steps> struct SPow3o2 {
   using T = float;
@@ -137,7 +137,7 @@ QOR_INTERVAL(sPow3o2, -1.0, 0.0, 1000)
 
 // d: high words from 0x15700000 (2^-680) below 0x6a700000 (2^680). The root
 // of the mantissa, s, times x, then the exponent q: x^(3/2) = (x s) 2^q.
-inline vl2 d_pow3o2_special(vd2 x) { return from_high_words(above_u(words(x) - 0x15700000, 0x6a700000 - 0x15700000 - 1)); }
+inline vl2 d_pow3o2_special(vd2 x) { return from_high_words(above_u(as<vi4>(as<vu4>(words(x)) - 0x15700000u), 0x6a700000 - 0x15700000 - 1)); }
 
 template <int Tier> struct DPow3o2 {
   using T = double;

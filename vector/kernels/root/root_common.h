@@ -70,7 +70,7 @@ inline vd2 seed(vd2 m) {
   return __builtin_convertvector(__builtin_shufflevector(y, y, 0, 1), vd2);
 }
 inline vd2 scale_down(vd2 y, vl2 q_field) { return as<vd2>(as<vl2>(y) - q_field); }
-inline vd2 scale_up(vd2 y, vl2 q_field) { return as<vd2>(as<vl2>(y) + q_field); }
+inline vd2 scale_up(vd2 y, vl2 q_field) { return as<vd2>(as<vq2>(y) + as<vq2>(q_field)); }
 
 // Exact product a * b = p + err by Dekker's split (no fused multiply-add here).
 template <class V> inline void two_product(V a, V b, V &p, V &err) {
@@ -143,7 +143,7 @@ inline double sqrt_scalar_core(double x, double *lo = nullptr) {
   const double c = 134217729.0 * s, sh = c - (c - s), sl = s - sh;
   const double residual = ((m - sh * sh) - 2 * sh * sl) - sl * sl;
   const double hi = s + residual * h;
-  const int64_t shift = (int64_t)(half + adjust) << 52;
+  const int64_t shift = (int64_t)((uint64_t)(half + adjust) << 52);
   if (lo) *lo = ldexp((s - hi) + residual * h, half + adjust);
   return from_bits(bits_of(hi) + shift);
 }
