@@ -30,6 +30,7 @@ class PowTier : public ::testing::Test {
     saved_ = qor_bex_kernel_GetMode();
     qor_bex_kernel_SetMode(BEX_ERRMODE_CALLBACK);
     qor_bex_kernel_SetErrorCallBack(record);
+    qor_bex_kernel_SetInterfInputVectorPointer(nullptr);  // a new thread's record leaves it as the heap held it
     g_seen = Seen{};
   }
   void TearDown() override {
