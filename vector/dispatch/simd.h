@@ -96,6 +96,15 @@ inline void gather_pairs(const double (*table)[2], vl2 j, vd2 &hi, vd2 &lo) {
 
 // The high 32-bit words of two doubles sit in lanes 1 and 3 of the bits; a
 // 32-bit lane mask on those lanes widens to a 64-bit lane mask.
+// Float lanes 0-1 and 2-3 widened to doubles, and two double pairs narrowed
+// back, by the conversion instructions (the generic conversions may come out as scalar code).
+inline vd2 low_pair(vf4 x) { return as<vd2>(_mm_cvtps_pd(as<__m128>(x))); }
+inline vd2 high_pair(vf4 x) { return as<vd2>(_mm_cvtps_pd(_mm_movehl_ps(as<__m128>(x), as<__m128>(x)))); }
+inline vf4 narrow(vd2 lo, vd2 hi) {
+  const vf4 l = as<vf4>(_mm_cvtpd_ps(as<__m128d>(lo))), h = as<vf4>(_mm_cvtpd_ps(as<__m128d>(hi)));
+  return __builtin_shufflevector(l, h, 0, 1, 4, 5);
+}
+
 inline vi4 words(vd2 x) { return as<vi4>(x); }  // lanes 1 and 3 hold the high words
 inline vl2 from_high_words(vi4 m) { return as<vl2>(__builtin_shuffle(m, vi4{1, 1, 3, 3})); }
 

@@ -49,8 +49,8 @@ struct DLog10HACore {
     vd2 th, tl;
     gather_pairs_at(dlog_tables::kLog10HA, row_offset16(q.c), th, tl);
     const vd2 uh = high_part(q.u);
-    vd2 e;
-    const vd2 a = fast_two_sum(k * kG1 + th, uh * kInvHi, e);
+    vd2 a, e;
+    fast_two_sum(k * kG1 + th, uh * kInvHi, a, e);
     return a + ((((k * kG2 + tl) + e) + ((q.u - uh) * kInvHi + q.u * kInvLo)) + ln_tail(q.u) * kInv);
   }
 };

@@ -47,8 +47,8 @@ struct DLog2HACore {
     vd2 th, tl;
     gather_pairs_at(dlog_tables::kLog2HA, row_offset16(q.c), th, tl);
     const vd2 uh = high_part(q.u);
-    vd2 e;
-    const vd2 a = fast_two_sum(k + th, uh * kInvHi, e);
+    vd2 a, e;
+    fast_two_sum(k + th, uh * kInvHi, a, e);
     return a + (((tl + e) + ((q.u - uh) * kInvHi + q.u * kInvLo)) + ln_tail(q.u) * kInv);
   }
 };

@@ -18,6 +18,7 @@
 #include <stdint.h>
 
 #include "vector/dispatch/simd.h"
+#include "vector/kernels/exact.h"
 #include "vector/kernels/log/dlog_tables.inc"
 
 namespace qor::kernels::dlogk {
@@ -94,15 +95,11 @@ inline vd2 la_exponent(const Reduced &q) {
 // The exponent of the two-part tables, which carry the bias: E itself.
 inline vd2 ha_exponent(const Reduced &q) { return q.e - kTwo52; }
 
-// s + v and its rounding error, exact when |s| >= |v| or s = 0. In the
-// two-part sums s = k L1 + T.hi is exact (multiples of 2^-36 or 2^-38 below
-// 2^11); it is 0 next to x = 1, where k L2 + T.lo is exactly 0 as well, and
-// otherwise at least ln(513/512) in magnitude, above |u|.
-inline vd2 fast_two_sum(vd2 s, vd2 v, vd2 &err) {
-  const vd2 a = s + v;
-  err = (s - a) + v;
-  return a;
-}
+// The two-part sums add u (or its high part) to s = k L1 + T.hi by an exact
+// fast two-sum: s is exact (multiples of 2^-36 or 2^-38 below 2^11); it is 0
+// next to x = 1, where k L2 + T.lo is exactly 0 as well, and otherwise at
+// least ln(513/512) in magnitude, above |u|.
+using exact::fast_two_sum;
 
 // ln 2 in two parts of 36 bits: k L1 and k L2 are exact.
 constexpr double kLn2Hi = f64(0x3fe62e42fefa0000), kLn2Lo = f64(0x3d7cf79abc9e0000);
@@ -111,9 +108,9 @@ constexpr double kLn2Hi = f64(0x3fe62e42fefa0000), kLn2Lo = f64(0x3d7cf79abc9e00
 // k L1 + T.hi + u summed exactly, the rest added once. `extra` is a small
 // addend to u kept out of the exact sum (dLog1p's rounding correction).
 inline vd2 ln_two_part(const Reduced &q, vd2 k, vd2 extra) {
-  vd2 th, tl, e;
+  vd2 th, tl, a, e;
   gather_pairs_at(dlog_tables::kLnHA, row_offset16(q.c), th, tl);
-  const vd2 a = fast_two_sum(k * kLn2Hi + th, q.u, e);
+  fast_two_sum(k * kLn2Hi + th, q.u, a, e);
   return a + ((((k * kLn2Lo + tl) + e) + extra) + ln_tail(q.u));
 }
 

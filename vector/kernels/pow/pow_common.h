@@ -10,10 +10,16 @@
 #include <stdint.h>
 
 #include "vector/dispatch/kernel_defs.h"
+#include "vector/kernels/exact.h"
 #include "vector/kernels/exp/exp_common.h"
 #include "vector/kernels/pow/pow_tables.inc"
 
 namespace qor::kernels::powk {
+
+using exact::fast_two_sum;
+using exact::split;
+using exact::two_product;
+using exact::two_sum;
 
 using namespace qor::simd;
 using namespace qor::kernels::pow_tables;
@@ -32,33 +38,6 @@ inline vl2 d_x_bad(vd2 x) { return from_high_words(as<vi4>(as<vu4>(words(x)) + 0
 inline vl2 d_y_bad(vd2 y) { return from_high_words((words(y) & 0x7fffffff) > 0x7f7fffff); }
 // |t| at or above 1000: the result may leave the normal range.
 inline vl2 d_t_bad(vd2 t) { return from_high_words((words(t) & 0x7fffffff) > 0x408f3fff); }
-
-// ------------------------------------------------------------ exact products
-
-constexpr double kSplit = 134217729.0;  // 2^27 + 1
-
-// a = hi + lo with 26-bit hi (Dekker's split).
-template <class V> inline void split(V a, V &hi, V &lo) {
-  const V c = kSplit * a;
-  hi = c - (c - a);
-  lo = a - hi;
-}
-// a * b = p + e exactly, a given by its split.
-template <class V> inline void two_product(V a, V ah, V al, V b, V &p, V &e) {
-  V bh, bl;
-  split(b, bh, bl);
-  p = a * b;
-  e = ((ah * bh - p) + ah * bl + al * bh) + al * bl;
-}
-template <class V> inline void two_sum(V a, V b, V &s, V &e) {
-  s = a + b;
-  const V bb = s - a;
-  e = (a - (s - bb)) + (b - bb);
-}
-template <class V> inline void fast_two_sum(V a, V b, V &s, V &e) {
-  s = a + b;
-  e = b - (s - a);
-}
 
 // ------------------------------------------------------- double-double log2
 

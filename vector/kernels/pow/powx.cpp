@@ -76,9 +76,7 @@ template <int P> inline vd2 carried_chain(vd2 x) {
   return select(keep, sum, plain);
 }
 template <int P> inline vf4 carried_chain(vf4 x) {
-  const vd2 lo = __builtin_convertvector(__builtin_shufflevector(x, x, 0, 1), vd2);
-  const vd2 hi = __builtin_convertvector(__builtin_shufflevector(x, x, 2, 3), vd2);
-  return join(chain<P>(lo), chain<P>(hi));
+  return narrow(chain<P>(low_pair(x)), chain<P>(high_pair(x)));
 }
 
 // The chains in the frame: blocks of 16 (s) or 8 (d). P = 1 is the copy (a

@@ -15,14 +15,8 @@ constexpr double kLn2 = 0.69314718055994531;
 constexpr double kShift52 = 6755399441055744.0;  // 1.5 * 2^52: round to integer
 constexpr int32_t kSTBound = 0x42ae9a00;         // 87.3007812: |t| above it may leave the normal range
 
-inline vd2 low_half(vf4 x) { return __builtin_convertvector(__builtin_shufflevector(x, x, 0, 1), vd2); }
-inline vd2 high_half(vf4 x) { return __builtin_convertvector(__builtin_shufflevector(x, x, 2, 3), vd2); }
 inline vd2 low_half(vi4 x) { return __builtin_convertvector(__builtin_shufflevector(x, x, 0, 1), vd2); }
 inline vd2 high_half(vi4 x) { return __builtin_convertvector(__builtin_shufflevector(x, x, 2, 3), vd2); }
-inline vf4 join(vd2 lo, vd2 hi) {
-  const vf4 l = as<vf4>(_mm_cvtpd_ps(as<__m128d>(lo))), h = as<vf4>(_mm_cvtpd_ps(as<__m128d>(hi)));
-  return __builtin_shufflevector(l, h, 0, 1, 4, 5);
-}
 inline vi4 s_t_bad(vf4 t) { return (as<vi4>(t) & 0x7fffffff) > kSTBound; }
 
 // The exponent widened, formed once per vector (Pow) or once per call (Powx).
@@ -38,7 +32,7 @@ template <int Shift, int Step, class Tier> struct SPowWideCore {
   using T = float;
   using Y = SPowWideY;
   static constexpr int kBlock = 16;
-  static Y cut(vf4 y) { return {y, low_half(y), high_half(y)}; }
+  static Y cut(vf4 y) { return {y, low_pair(y), high_pair(y)}; }
 
   static vd2 half(vd2 m, vd2 k, vd2 y, const int32_t *w, vd2 &t) {
     vd2 c, lc;
@@ -57,10 +51,10 @@ template <int Shift, int Step, class Tier> struct SPowWideCore {
     const vi4 k = (xi >> 23) - 127;
     const vf4 m = as<vf4>(frac | 0x3f800000);
     vd2 t0, t1;
-    const vd2 r0 = half(low_half(m), low_half(k), y.lo, w, t0);
-    const vd2 r1 = half(high_half(m), high_half(k), y.hi, w + 2, t1);
-    bad = s_x_bad(x) | s_y_bad(y.y) | s_t_bad(join(t0, t1));
-    return join(r0, r1);
+    const vd2 r0 = half(low_pair(m), low_half(k), y.lo, w, t0);
+    const vd2 r1 = half(high_pair(m), high_half(k), y.hi, w + 2, t1);
+    bad = s_x_bad(x) | s_y_bad(y.y) | s_t_bad(narrow(t0, t1));
+    return narrow(r0, r1);
   }
 };
 

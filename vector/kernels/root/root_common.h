@@ -10,9 +10,13 @@
 #include <string.h>
 
 #include "vector/dispatch/kernel_defs.h"
+#include "vector/kernels/exact.h"
 #include "vector/kernels/root/root_tables.inc"
 
 namespace qor::kernels::root {
+
+using exact::two_product;
+using exact::two_square;
 
 using namespace qor::simd;
 
@@ -35,15 +39,6 @@ inline vf4 nan_where(vi4 bad, vf4 y) { return as<vf4>(as<vi4>(y) | bad); }
 
 // Unsigned a > c per 32-bit lane, by the signed compare with the sign flipped.
 inline vi4 above_u(vi4 a, uint32_t c) { return greater(a ^ (int32_t)0x80000000, (int32_t)(c ^ 0x80000000u)); }
-
-// Float lanes 0-1 and 2-3 widened to doubles, and two double pairs narrowed back.
-// (By the conversion instructions: the generic conversions may come out as scalar code.)
-inline vd2 low_pair(vf4 x) { return as<vd2>(_mm_cvtps_pd(as<__m128>(x))); }
-inline vd2 high_pair(vf4 x) { return as<vd2>(_mm_cvtps_pd(_mm_movehl_ps(as<__m128>(x), as<__m128>(x)))); }
-inline vf4 narrow(vd2 lo, vd2 hi) {
-  vf4 l = as<vf4>(_mm_cvtpd_ps(as<__m128d>(lo))), h = as<vf4>(_mm_cvtpd_ps(as<__m128d>(hi)));
-  return __builtin_shufflevector(l, h, 0, 1, 4, 5);
-}
 
 // d: positive normal doubles by the high word (a subtraction of 0x80100000).
 inline vl2 d_special_lanes(vd2 x) {
@@ -71,23 +66,6 @@ inline vd2 seed(vd2 m) {
 }
 inline vd2 scale_down(vd2 y, vl2 q_field) { return as<vd2>(as<vl2>(y) - q_field); }
 inline vd2 scale_up(vd2 y, vl2 q_field) { return as<vd2>(as<vq2>(y) + as<vq2>(q_field)); }
-
-// Exact product a * b = p + err by Dekker's split (no fused multiply-add here).
-template <class V> inline void two_product(V a, V b, V &p, V &err) {
-  const double split = 134217729.0;  // 2^27 + 1
-  V ca = split * a, cb = split * b;
-  V ah = ca - (ca - a), al = a - ah, bh = cb - (cb - b), bl = b - bh;
-  p = a * b;
-  err = ((ah * bh - p) + ah * bl + al * bh) + al * bl;
-}
-
-// a^2 = p + err exactly: the same with one split.
-template <class V> inline void two_square(V a, V &p, V &err) {
-  V ca = 134217729.0 * a;
-  V ah = ca - (ca - a), al = a - ah;
-  p = a * a;
-  err = ((ah * ah - p) + 2.0 * ah * al) + al * al;
-}
 
 // sqrt(m) for m in [1, 4) from the approximate seed y (12 bits), to nearly
 // double precision: s = m y, e = 1 - m y^2, sqrt(m) = s / sqrt(1 - e) by a
@@ -140,7 +118,8 @@ inline double sqrt_scalar_core(double x, double *lo = nullptr) {
     h = h + h * t;
   }
   // The residual m - s^2, exact from the halves of s cut by 2^27 + 1.
-  const double c = 134217729.0 * s, sh = c - (c - s), sl = s - sh;
+  double sh, sl;
+  exact::split(s, sh, sl);
   const double residual = ((m - sh * sh) - 2 * sh * sl) - sl * sl;
   const double hi = s + residual * h;
   const int64_t shift = (int64_t)((uint64_t)(half + adjust) << 52);
