@@ -192,6 +192,12 @@ struct Result {
   long count = 0;
   long mismatches = 0;  // strided form differing from the unit form
   long nan_errors = 0;
+  // One element's error, kept if it is the worst so far (NaN counts as worst).
+  void note(double e, double a, double b = NAN) {
+    if (e <= worst) return;
+    if (isinf(e) || isnan(e)) ++nan_errors;
+    worst = e, worst_at = a, worst_at_b = b;
+  }
 };
 
 // Error of one result: ulps of the type, or relative error for BITS (where the
@@ -265,11 +271,7 @@ void run(const Decl &d, MpfrUnary ref_fn, const std::vector<const Interval *> &i
       if (strided && memcmp(&out[i], &out2[2 * i], sizeof(T)) != 0) ++res.mismatches;
       mpfr_set_d(x, (double)in[i], MPFR_RNDN);
       ref_fn(y, x, MPFR_RNDN);
-      double e = error_of<T>(out[i], y, d.kind, tmp);
-      if (!(e <= res.worst)) {
-        if (isinf(e) || isnan(e)) ++res.nan_errors;
-        res.worst = e, res.worst_at = (double)in[i];
-      }
+      res.note(error_of<T>(out[i], y, d.kind, tmp), (double)in[i]);
     }
     res.count += n;
   }
@@ -317,11 +319,7 @@ void run2(const Decl &d, MpfrBinary ref_fn, const std::vector<const Interval *> 
     mpfr_set_d(x, (double)a[i], MPFR_RNDN);
     mpfr_set_d(xb, (double)b[i], MPFR_RNDN);
     ref_fn(y, x, xb, MPFR_RNDN);
-    double e = error_of<T>(out[i], y, d.kind, tmp);
-    if (!(e <= res.worst)) {
-      if (isinf(e) || isnan(e)) ++res.nan_errors;
-      res.worst = e, res.worst_at = (double)a[i], res.worst_at_b = (double)b[i];
-    }
+    res.note(error_of<T>(out[i], y, d.kind, tmp), (double)a[i], (double)b[i]);
   }
   res.count += n;
   mpfr_clears(x, xb, y, tmp, (mpfr_ptr)0);
@@ -373,11 +371,7 @@ void run_powx(const Decl &d, const std::vector<const Interval *> &ivs, bool quic
         else mpfr_pow(y, x, xb, MPFR_RNDN);
         if (chain_inverse && isfinite(a[i]) && std::isinf((T)pow(fabs((double)a[i]), -(double)b)))
           mpfr_set_zero(y, signbit(a[i]) && b == (T)-3 ? -1 : 1);
-        double e = error_of<T>(out[i], y, d.kind, tmp);
-        if (!(e <= res.worst)) {
-          if (isinf(e) || isnan(e)) ++res.nan_errors;
-          res.worst = e, res.worst_at = (double)a[i], res.worst_at_b = (double)b;
-        }
+        res.note(error_of<T>(out[i], y, d.kind, tmp), (double)a[i], (double)b);
       }
       res.count += n;
     }
