@@ -62,12 +62,14 @@ inline uint32_t step(uint32_t *x, uint32_t *y) {
 
 using simd::u64x2;
 
-// v - m where that is not negative, else v; lanes below 2m < 2^33.
-inline u64x2 sub_if_at_least(u64x2 v, u64x2 m) {
-  const u64x2 u = _mm_sub_epi64(v, m);
-  const u64x2 negative = _mm_shuffle_epi32(_mm_srai_epi32(u, 31), _MM_SHUFFLE(3, 3, 1, 1));
-  return _mm_add_epi64(u, _mm_and_si128(negative, m));
+// u + m where u is negative, for lanes with |u| < 2^32: the high word of
+// such a lane is all zeros or all ones, and serves as the mask.
+inline u64x2 add_if_negative(u64x2 u, u64x2 m) {
+  return _mm_add_epi64(u, _mm_and_si128(_mm_shuffle_epi32(u, _MM_SHUFFLE(3, 3, 1, 1)), m));
 }
+
+// v - m where that is not negative, else v; lanes below 2m.
+inline u64x2 sub_if_at_least(u64x2 v, u64x2 m) { return add_if_negative(_mm_sub_epi64(v, m), m); }
 
 // p - m (p >> 32) = (low word of p) + c (p >> 32): a fold without a mask.
 inline u64x2 fold_lanes(u64x2 p, u64x2 m) { return _mm_sub_epi64(p, _mm_mul_epu32(_mm_srli_epi64(p, 32), m)); }
@@ -125,20 +127,19 @@ void generate(MrgState &st, int n, const Out &out) {
     const u64x2 m1 = simd::splat(kM1);
     const int rounds_end = n & ~15;
     for (; i < rounds_end; i += 16) {
-      u64x2 p1[8], p2[8];
-      for (int j = 0; j < 8; ++j) {
-        p1[j] = jump2<kM1>(kJump1, 2 * j, s1);
-        p2[j] = jump2<kM2>(kJump2, 2 * j, s2);
-      }
-      for (int j = 0; j < 8; j += 2) {
+      u64x2 p1[2], p2[2];
+      for (int j = 0; j < 16; j += 4) {
+        for (int h = 0; h < 2; ++h) {
+          p1[h] = jump2<kM1>(kJump1, j + 2 * h, s1);
+          p2[h] = jump2<kM2>(kJump2, j + 2 * h, s2);
+        }
         // z = p1 - p2, plus m1 where negative.
-        u64x2 z0 = _mm_add_epi64(_mm_sub_epi64(p1[j], p2[j]), m1);
-        u64x2 z1 = _mm_add_epi64(_mm_sub_epi64(p1[j + 1], p2[j + 1]), m1);
-        out.put4(i + 2 * j, sub_if_at_least(z0, m1), sub_if_at_least(z1, m1));
+        out.put4(i + j, add_if_negative(_mm_sub_epi64(p1[0], p2[0]), m1),
+                 add_if_negative(_mm_sub_epi64(p1[1], p2[1]), m1));
       }
       // Values 14, 15 and 16 of the round are the new state.
-      s1[0] = broadcast_high(p1[6]), s1[1] = broadcast_low(p1[7]), s1[2] = broadcast_high(p1[7]);
-      s2[0] = broadcast_high(p2[6]), s2[1] = broadcast_low(p2[7]), s2[2] = broadcast_high(p2[7]);
+      s1[0] = broadcast_high(p1[0]), s1[1] = broadcast_low(p1[1]), s1[2] = broadcast_high(p1[1]);
+      s2[0] = broadcast_high(p2[0]), s2[1] = broadcast_low(p2[1]), s2[2] = broadcast_high(p2[1]);
     }
     alignas(16) uint64_t w[2];
     for (int k = 0; k < 3; ++k) {
