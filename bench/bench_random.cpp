@@ -54,8 +54,9 @@ int main() {
   } ours[] = {{"qor MCG31M1", GUX_BRNG_MCG31M1},
               {"qor MCG59", GUX_BRNG_MCG59},
               {"qor R250", GUX_BRNG_R250},
-              {"qor WH", GUX_BRNG_WH}};
-  double mcg31d[2] = {0, 0}, mcg59d[2] = {0, 0};
+              {"qor WH", GUX_BRNG_WH},
+              {"qor MRG32K3A", GUX_BRNG_MRG32K3A}};
+  double mcg31d[2] = {0, 0}, mcg59d[2] = {0, 0}, mrgd[2] = {0, 0};
   for (const Ours &o : ours) {
     GuxStream *s;
     uint32_t seed = 12345;
@@ -74,6 +75,7 @@ int main() {
     print(r);
     if (o.id == GUX_BRNG_MCG31M1) mcg31d[0] = r.d4, mcg31d[1] = r.d6;
     if (o.id == GUX_BRNG_MCG59) mcg59d[0] = r.d4, mcg59d[1] = r.d6;
+    if (o.id == GUX_BRNG_MRG32K3A) mrgd[0] = r.d4, mrgd[1] = r.d6;
     __guxDeleteStream(&s);
   }
 
@@ -91,8 +93,23 @@ int main() {
              rate(10000, std_i), rate(1000000, std_i)};
   print(stdrow);
 
+  std::mt19937 mt(12345);
+  auto mt_d = [&](int n) {
+    for (int k = 0; k < n; ++k) d[k] = unif(mt);
+    sink += d[n - 1];
+  };
+  auto mt_i = [&](int n) {
+    for (int k = 0; k < n; ++k) w[k] = (uint32_t)mt();
+    sink += w[n - 1];
+  };
+  Row mtrow{"std::mt19937 + uniform_real", rate(10000, mt_d), rate(1000000, mt_d), rate(10000, mt_i),
+            rate(1000000, mt_i)};
+  print(mtrow);
+
+  double gslmrgd[2] = {0, 0};
   for (auto [name, type] : {std::pair{"GSL minstd (gsl_rng_uniform)", gsl_rng_minstd},
-                            std::pair{"GSL r250 (gsl_rng_uniform)", gsl_rng_r250}}) {
+                            std::pair{"GSL r250 (gsl_rng_uniform)", gsl_rng_r250},
+                            std::pair{"GSL mrg (gsl_rng_uniform)", gsl_rng_mrg}}) {
     gsl_rng *g = gsl_rng_alloc(type);
     gsl_rng_set(g, 12345);
     auto gd = [&](int n) {
@@ -103,13 +120,48 @@ int main() {
       for (int k = 0; k < n; ++k) w[k] = (uint32_t)gsl_rng_get(g);
       sink += w[n - 1];
     };
-    print(Row{name, rate(10000, gd), rate(1000000, gd), rate(10000, gi), rate(1000000, gi)});
+    Row r{name, rate(10000, gd), rate(1000000, gd), rate(10000, gi), rate(1000000, gi)};
+    print(r);
+    if (type == gsl_rng_mrg) gslmrgd[0] = r.d4, gslmrgd[1] = r.d6;
     gsl_rng_free(g);
   }
 
   printf("\nd form over std::uniform_real_distribution<double>(minstd_rand) (goal: at least 4x)\n");
   printf("  MCG31M1: %.1fx at n=1e4, %.1fx at n=1e6\n", mcg31d[0] / stdrow.d4, mcg31d[1] / stdrow.d6);
   printf("  MCG59:   %.1fx at n=1e4, %.1fx at n=1e6\n", mcg59d[0] / stdrow.d4, mcg59d[1] / stdrow.d6);
+  printf("\nMRG32K3A d form (goal: at least 1x GSL mrg)\n");
+  printf("  over GSL mrg:                  %.2fx at n=1e4, %.2fx at n=1e6\n", mrgd[0] / gslmrgd[0],
+         mrgd[1] / gslmrgd[1]);
+  printf("  over std::mt19937 + uniform:   %.2fx at n=1e4, %.2fx at n=1e6\n", mrgd[0] / mtrow.d4,
+         mrgd[1] / mtrow.d6);
+
+  // Skip-ahead of MRG32K3A: microseconds per jump by count and path.
+  printf("\nMRG32K3A skip-ahead, microseconds per jump\n");
+  GuxStream *ms;
+  const uint32_t mseed[6] = {1, 2, 3, 4, 5, 6};
+  if (__guxNewStreamEx(&ms, GUX_BRNG_MRG32K3A, 6, mseed) != 0) return 1;
+  struct Jump {
+    const char *name;
+    int words;
+    uint64_t e[6];
+  } jumps[] = {{"2^10 (one word)", 0, {1ull << 10}},
+               {"2^63 - 1 (one word)", 0, {~0ull >> 1}},
+               {"2^63 - 1, tables (ex, 1 word)", 1, {~0ull >> 1}},
+               {"2^191 - 1, tables (ex, 3 words)", 3, {~0ull, ~0ull, ~0ull >> 1}},
+               {"2^191 - 1, general (ex, 5 words)", 5, {~0ull, ~0ull, ~0ull >> 1, 0, 1}}};
+  for (const Jump &j : jumps) {
+    using clock = std::chrono::steady_clock;
+    const int reps = 20000;
+    double best = 1e9;
+    for (int round = 0; round < 3; ++round) {
+      auto t0 = clock::now();
+      for (int r = 0; r < reps; ++r)
+        j.words ? __guxSkipAheadStreamEx(ms, j.words, j.e) : __guxSkipAheadStream(ms, j.e[0]);
+      best = std::min(best, std::chrono::duration<double>(clock::now() - t0).count() / reps);
+    }
+    printf("  %-36s %8.3f\n", j.name, best * 1e6);
+  }
+  __guxDeleteStream(&ms);
   if (sink == 42) printf("%f\n", sink);
   return 0;
 }

@@ -21,6 +21,7 @@ extern "C" {
 GUX_BRNG_FAMILY(MCG31M1)  /* x := a x mod 2^31-1; i form: 32-bit words          */
 GUX_BRNG_FAMILY(MCG59)    /* x := a x mod 2^59;   i form: 64-bit words (2 units) */
 GUX_BRNG_FAMILY(R250)     /* r[k+250] = r[k] ^ r[k+103]; i form: 32-bit words    */
+GUX_BRNG_FAMILY(MRG32K3A) /* two order-3 recursions mod 2^32-209, 2^32-22853     */
 GUX_BRNG_FAMILY(WH)       /* four small congruences; i form: 4 x 32-bit per word */
 
 /* ---- modular powers ---------------------------------------------------------- */

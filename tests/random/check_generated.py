@@ -20,6 +20,9 @@ def main():
     made = run([os.path.join(root, "tools", "random_vect3_tables.py")])
     if made != open(os.path.join(root, "random", "streams", "vect3_pow_tables.inc")).read():
         bad.append("random/streams/vect3_pow_tables.inc")
+    made = run([os.path.join(root, "tools", "gen_mrg32k3a_tables.py")])
+    if made != open(os.path.join(root, "random", "generators", "mrg32k3a_jump.inc")).read():
+        bad.append("random/generators/mrg32k3a_jump.inc")
     wh = os.path.join(data, "wh_parameters.txt")
     if os.path.exists(wh):
         made = run([os.path.join(root, "tools", "random_wh_table.py"), wh])
