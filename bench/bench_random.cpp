@@ -1,9 +1,13 @@
 // Basic generators, numbers per second for the d form (uniform on [0,1)) and
 // the i form at n = 10^4 and 10^6, beside std::minstd_rand with
 // std::uniform_real_distribution and GSL's gsl_rng_uniform on comparable
-// generators. Plain chrono timing; each figure is the best of a few rounds.
+// generators. The Mersenne Twister family runs beside std::mt19937, GSL's
+// gsl_rng_mt19937 and numpy's Generator(MT19937) (from bench/random_numpy.py),
+// with the time of one skip-ahead. Plain chrono timing; each figure is the
+// best of a few rounds.
 #include <gsl/gsl_rng.h>
 #include <stdio.h>
+#include <stdlib.h>
 
 #include <algorithm>
 #include <chrono>
@@ -38,6 +42,122 @@ struct Row {
 
 void print(const Row &r) {
   printf("%-34s %10.1f %10.1f %10.1f %10.1f\n", r.name, r.d4 / 1e6, r.d6 / 1e6, r.i4 / 1e6, r.i6 / 1e6);
+}
+
+// numpy's Generator(MT19937).random(out=...) in numbers per second at 1e4 and
+// 1e6, from the python script run from the source or the build directory.
+bool numpy_mt19937(double *r4, double *r6) {
+  for (const char *path : {"bench/random_numpy.py", "../bench/random_numpy.py"}) {
+    FILE *f = fopen(path, "r");
+    if (!f) continue;
+    fclose(f);
+    char cmd[256];
+    snprintf(cmd, sizeof cmd, "/usr/bin/python3 %s --mt19937 2>/dev/null", path);
+    FILE *p = popen(cmd, "r");
+    if (!p) return false;
+    bool ok = fscanf(p, "%lf %lf", r4, r6) == 2;
+    pclose(p);
+    return ok;
+  }
+  return false;
+}
+
+void twisters(std::vector<double> &d, std::vector<uint32_t> &w) {
+  printf("\nMersenne Twister family, millions of numbers per second\n");
+  printf("%-34s %10s %10s %10s %10s\n", "generator", "d n=1e4", "d n=1e6", "i n=1e4", "i n=1e6");
+  struct Ours {
+    const char *name;
+    int id;
+    Row r;
+  } ours[] = {{"qor MT19937", GUX_BRNG_MT19937, {}},
+              {"qor SFMT19937", GUX_BRNG_SFMT19937, {}},
+              {"qor MT2203 (sub-generator 0)", GUX_BRNG_MT2203, {}}};
+  for (Ours &o : ours) {
+    GuxStream *s;
+    uint32_t seed = 12345;
+    if (__guxNewStreamEx(&s, o.id, 1, &seed) != 0) return;
+    BrngProperties p;
+    __guxGetBrngProperties(o.id, &p);
+    auto fd = [&](int n) {
+      p.dGenerate(s, n, d.data(), 0.0, 1.0);
+      sink += d[n - 1];
+    };
+    auto fi = [&](int n) {
+      p.iGenerate(s, n, w.data());
+      sink += w[n - 1];
+    };
+    o.r = Row{o.name, rate(10000, fd), rate(1000000, fd), rate(10000, fi), rate(1000000, fi)};
+    print(o.r);
+    __guxDeleteStream(&s);
+  }
+
+  std::mt19937 mt(12345);
+  std::uniform_real_distribution<double> unif(0.0, 1.0);
+  auto std_d = [&](int n) {
+    for (int k = 0; k < n; ++k) d[k] = unif(mt);
+    sink += d[n - 1];
+  };
+  auto std_i = [&](int n) {
+    for (int k = 0; k < n; ++k) w[k] = (uint32_t)mt();
+    sink += w[n - 1];
+  };
+  Row peers[3] = {{"std::mt19937 + uniform_real", rate(10000, std_d), rate(1000000, std_d),
+                   rate(10000, std_i), rate(1000000, std_i)}};
+  print(peers[0]);
+  gsl_rng *g = gsl_rng_alloc(gsl_rng_mt19937);
+  gsl_rng_set(g, 12345);
+  auto gd = [&](int n) {
+    for (int k = 0; k < n; ++k) d[k] = gsl_rng_uniform(g);
+    sink += d[n - 1];
+  };
+  auto gi = [&](int n) {
+    for (int k = 0; k < n; ++k) w[k] = (uint32_t)gsl_rng_get(g);
+    sink += w[n - 1];
+  };
+  peers[1] = Row{"GSL mt19937 (gsl_rng_uniform)", rate(10000, gd), rate(1000000, gd), rate(10000, gi),
+                 rate(1000000, gi)};
+  print(peers[1]);
+  gsl_rng_free(g);
+  int npeers = 2;
+  if (numpy_mt19937(&peers[2].d4, &peers[2].d6)) {
+    peers[2].name = "numpy Generator(MT19937).random";
+    printf("%-34s %10.1f %10.1f %10s %10s\n", peers[2].name, peers[2].d4 / 1e6, peers[2].d6 / 1e6, "-", "-");
+    npeers = 3;
+  } else {
+    printf("numpy figure not available (run bench/random_numpy.py)\n");
+  }
+
+  const double goals[3] = {1.5, 2.0, 1.5};
+  printf("\nd form over each MT19937 peer (goal against the fastest: MT19937 1.5x, SFMT19937 2x, MT2203 1.5x)\n");
+  for (int k = 0; k < 3; ++k) {
+    double best4 = 0, best6 = 0;
+    printf("  %-30s", ours[k].name);
+    for (int q = 0; q < npeers; ++q) {
+      printf("  %s %.2fx/%.2fx", q == 0 ? "std" : q == 1 ? "GSL" : "numpy", ours[k].r.d4 / peers[q].d4,
+             ours[k].r.d6 / peers[q].d6);
+      best4 = std::max(best4, peers[q].d4);
+      best6 = std::max(best6, peers[q].d6);
+    }
+    printf("  | fastest %.2fx/%.2fx (goal %.1fx)\n", ours[k].r.d4 / best4, ours[k].r.d6 / best6, goals[k]);
+  }
+
+  printf("\none skip-ahead, microseconds (best of 5)\n");
+  for (int id : {GUX_BRNG_MT19937, GUX_BRNG_SFMT19937}) {
+    for (uint64_t skip : {1ull << 20, 1ull << 30}) {
+      GuxStream *s;
+      uint32_t seed = 7;
+      if (__guxNewStreamEx(&s, id, 1, &seed) != 0) return;
+      double best = 1e30;
+      for (int round = 0; round < 5; ++round) {
+        auto t0 = std::chrono::steady_clock::now();
+        __guxSkipAheadStream(s, skip);
+        best = std::min(best, std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count());
+      }
+      printf("  %-10s skip 2^%d: %10.1f\n", id == GUX_BRNG_MT19937 ? "MT19937" : "SFMT19937",
+             skip == (1ull << 20) ? 20 : 30, best * 1e6);
+      __guxDeleteStream(&s);
+    }
+  }
 }
 
 }  // namespace
@@ -162,6 +282,7 @@ int main() {
     printf("  %-36s %8.3f\n", j.name, best * 1e6);
   }
   __guxDeleteStream(&ms);
+  twisters(d, w);
   if (sink == 42) printf("%f\n", sink);
   return 0;
 }
