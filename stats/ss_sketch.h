@@ -162,8 +162,7 @@ class Sketch {
   // Level 0 is full: sort it and carry it up to the first free level.
   void carry() {
     SketchLevel *lv = d_.level;
-    T *a = static_cast<T *>(lv[0].values);
-    quick_sort(a, lv[0].size);
+    sort_block(static_cast<T *>(lv[0].values), lv[0].size, lv[0].spare);
     const int64_t b = lv[0].size;
     for (int64_t l = 1; l < d_.levels - 1; ++l) {
       if (lv[l].size == 0) {
@@ -181,6 +180,16 @@ class Sketch {
     }
     // The stage plan leaves a level free above any carry; nothing reaches here.
     lv[0].size = 0;
+  }
+
+  // Radix sort of a block through its keys; the spare buffer holds the keys
+  // and the block itself the other half of the key traffic.
+  static void sort_block(T *v, int64_t n, void *spare) {
+    using K = typename KeyOf<T>::type;
+    K *keys = static_cast<K *>(spare), *tmp = reinterpret_cast<K *>(v);
+    for (int64_t i = 0; i < n; ++i) keys[i] = to_key(v[i]);
+    const K *sorted = radix_sort_keys(keys, tmp, n);
+    for (int64_t i = 0; i < n; ++i) v[i] = from_key<T>(sorted[i]);
   }
 
   // Merges two sorted runs of b values and keeps every other one, starting

@@ -30,20 +30,24 @@ void insertion_sort(T *a, int64_t n) {
   }
 }
 
-// One partition of a[0..n-1], n >= 3: the middle element goes to place 1,
-// places 0, 1 and n-1 are ordered, so that a[0] and a[n-1] act as sentinels
-// for the two scans around the pivot a[1]. Returns the pivot's final place j:
-// a[0..j-1] <= a[j] <= a[j+1..n-1]. Scans stop on equal keys, which keeps
-// runs of ties balanced.
+// Median of three: the middle element goes to place 1, and places 0, 1 and
+// n-1 are ordered, so a[0] <= a[1] <= a[n-1] with the pivot at 1.
 template <class T>
-int64_t partition_step(T *a, int64_t n) {
+inline void median_of_three(T *a, int64_t n) {
   const int64_t hi = n - 1;
   std::swap(a[hi / 2], a[1]);
   order2(a[0], a[hi]);
   order2(a[1], a[hi]);
   order2(a[0], a[1]);
+}
+
+// Partition around the pivot a[1] after median_of_three: a[0] and a[n-1]
+// stop the two scans. Scans stop on equal keys, which keeps runs of ties
+// balanced. Returns the pivot's final place j: a[0..j-1] <= a[j] <= a[j+1..].
+template <class T>
+int64_t hoare_partition(T *a, int64_t n) {
   const T pivot = a[1];
-  int64_t i = 1, j = hi;
+  int64_t i = 1, j = n - 1;
   for (;;) {
     do ++i; while (a[i] < pivot);
     do --j; while (pivot < a[j]);
@@ -53,6 +57,43 @@ int64_t partition_step(T *a, int64_t n) {
   a[1] = a[j];
   a[j] = pivot;
   return j;
+}
+
+// One partition step of a[0..n-1], n >= 3: median of three, then the scans.
+template <class T>
+int64_t partition_step(T *a, int64_t n) {
+  median_of_three(a, n);
+  return hoare_partition(a, n);
+}
+
+// Long ranges: the same median-of-three pivot, but a branch-free pass that
+// swaps every element and advances the boundary by the comparison, so that
+// random data costs no mispredicted branches. Keys equal to the pivot go to
+// the right; when the smallest of the three equals the pivot (ties likely)
+// the scanning partition takes over, which splits ties evenly.
+constexpr int64_t kBranchFreeMin = 16;
+
+template <class T>
+int64_t partition_long(T *a, int64_t n) {
+  median_of_three(a, n);
+  const T pivot = a[1];
+  if (!(a[0] < pivot)) return hoare_partition(a, n);
+  int64_t i = 2;
+  for (int64_t j = 2; j < n; ++j) {
+    const T v = a[j];
+    a[j] = a[i];
+    a[i] = v;
+    i += v < pivot;
+  }
+  // a[0] and a[2..i-1] are below the pivot: the pivot moves to i-1.
+  a[1] = a[i - 1];
+  a[i - 1] = pivot;
+  return i - 1;
+}
+
+template <class T>
+inline int64_t partition(T *a, int64_t n) {
+  return n >= kBranchFreeMin ? partition_long(a, n) : partition_step(a, n);
 }
 
 // Iterative quicksort: the larger side goes on an explicit stack, the smaller
@@ -69,7 +110,7 @@ void quick_sort(T *a, int64_t n) {
       --top, lo = stack[top].lo, n = stack[top].n;
       continue;
     }
-    const int64_t j = partition_step(a + lo, n);
+    const int64_t j = partition(a + lo, n);
     const Range left{lo, j}, right{lo + j + 1, n - j - 1};
     const bool left_small = left.n < right.n;
     stack[top++] = left_small ? right : left;
@@ -84,7 +125,7 @@ template <class T>
 T quick_select(T *a, int64_t n, int64_t k) {
   int64_t lo = 0, len = n;
   while (len > 2) {
-    const int64_t j = partition_step(a + lo, len);
+    const int64_t j = partition(a + lo, len);
     if (lo + j == k) return a[k];
     if (k < lo + j) {
       len = j;
