@@ -115,13 +115,13 @@ class Sketch {
   template <class Get>
   bool fold(int64_t len, Get get, bool one) {
     SketchLevel &in = d_.level[0];
-    T *buf = static_cast<T *>(in.values);
-    for (int64_t i = 0; i < len; ++i) {
-      buf[in.size++] = get(i);
-      if (in.size == in.capacity) {
-        carry();
-        buf = static_cast<T *>(in.values);
-      }
+    for (int64_t i = 0; i < len;) {
+      // As much as level 0 has room for, then carry it when full.
+      const int64_t take = len - i < in.capacity - in.size ? len - i : in.capacity - in.size;
+      T *buf = static_cast<T *>(in.values) + in.size;
+      for (int64_t k = 0; k < take; ++k) buf[k] = get(i + k);
+      in.size += take, i += take;
+      if (in.size == in.capacity) carry();
     }
     d_.count += len;
     return room() > 0 || close_stage(one);

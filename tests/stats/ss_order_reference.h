@@ -8,12 +8,22 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
-#include <cstring>
 #include <limits>
 #include <random>
 #include <vector>
 
 namespace qor_test {
+
+// The order-based entries by element type.
+template <class T> struct OrderEntries;
+template <> struct OrderEntries<double> {
+  static constexpr auto quantiles = _guxdSSQuantiles, sort = _guxdSSSort, stream = _guxdSSStreamQuantiles;
+  static constexpr auto qsort = __guxdQSort, select = __guxdQSortSelect, step = __guxdQSortStep;
+};
+template <> struct OrderEntries<float> {
+  static constexpr auto quantiles = _guxsSSQuantiles, sort = _guxsSSSort, stream = _guxsSSStreamQuantiles;
+  static constexpr auto qsort = __guxsQSort, select = __guxsQSortSelect, step = __guxsQSortStep;
+};
 
 enum class Pattern { Random, Ties, SignedZeros, Denormals, Huge, Sorted, Reversed, Constant };
 constexpr Pattern kPatterns[] = {Pattern::Random,   Pattern::Ties,   Pattern::SignedZeros,
@@ -49,30 +59,18 @@ T reference_quantile(const std::vector<T> &sorted, T order) {
   const long double t = (long double)(n - 1) * (long double)order;
   const int64_t j = (int64_t)t;
   const long double f = t - (long double)j;
-  const long double lo = sorted[j], hi = sorted[std::min<int64_t>(j + 1, n - 1)];
-  return (T)((1 - f) * lo + f * hi);
+  return (T)((1 - f) * sorted[j] + f * (long double)sorted[std::min<int64_t>(j + 1, n - 1)]);
 }
 
-// Distance in units in the last place; equal values (including -0 and +0)
-// are 0 apart.
+// Distance in units in the last place; equal values (-0 and +0 too) are 0 apart.
 template <class T>
 int64_t ulps(T a, T b) {
   if (a == b) return 0;
-  if (std::isnan(a) || std::isnan(b)) return std::numeric_limits<int64_t>::max();
-  auto key = [](T v) {
-    int64_t k = 0;
-    if constexpr (sizeof(T) == 8) {
-      std::memcpy(&k, &v, 8);
-    } else {
-      int32_t k32;
-      std::memcpy(&k32, &v, 4);
-      k = k32;
-    }
-    const int64_t top = sizeof(T) == 8 ? std::numeric_limits<int64_t>::min() : (int64_t)INT32_MIN;
-    return k < 0 ? top - k : k;
-  };
-  const int64_t d = key(a) - key(b);
-  return d < 0 ? -d : d;
+  if (std::isnan(a) || std::isnan(b)) return 1 << 30;
+  long double lo = std::min(a, b), hi = std::max(a, b);
+  int64_t d = 0;
+  for (T v = (T)lo; v < (T)hi && d < 1000; v = std::nextafter(v, (T)hi)) ++d;
+  return d;
 }
 
 // Rank distance of an estimate v from the exact quantile at position t of the

@@ -9,18 +9,11 @@
 
 #include "core/qor_core_stats.h"
 #include "stats/ss_fixture.h"
+#include "stats/ss_order_reference.h"
 
 using namespace qor_test;
 
 namespace {
-
-template <class T> struct Est;
-template <> struct Est<double> {
-  static constexpr auto q = _guxdSSQuantiles, sort = _guxdSSSort, stream = _guxdSSStreamQuantiles;
-};
-template <> struct Est<float> {
-  static constexpr auto q = _guxsSSQuantiles, sort = _guxsSSSort, stream = _guxsSSStreamQuantiles;
-};
 
 // A task on which every entry succeeds.
 template <class T>
@@ -118,18 +111,18 @@ void check_table() {
     r.change(v);
     int64_t got;
     switch (r.which) {
-      case Q: got = Est<T>::q(v.t, r.mask, r.method, qor_core_threading()); break;
-      case S: got = Est<T>::sort(v.t, r.mask, r.method, qor_core_threading()); break;
-      default: got = Est<T>::stream(v.t, r.mask, r.method, qor_core_threading()); break;
+      case Q: got = OrderEntries<T>::quantiles(v.t, r.mask, r.method, qor_core_threading()); break;
+      case S: got = OrderEntries<T>::sort(v.t, r.mask, r.method, qor_core_threading()); break;
+      default: got = OrderEntries<T>::stream(v.t, r.mask, r.method, qor_core_threading()); break;
     }
     EXPECT_EQ(got, r.status) << r.name;
     if (r.status < 0 || std::string(r.name) == "count 0") {
       for (T q : v.q) EXPECT_EQ(q, T(-1)) << r.name << ": nothing is written";
     }
   }
-  EXPECT_EQ(Est<T>::q(nullptr, kQ, kFast, nullptr), GUX_SS_NULL_TASK);
-  EXPECT_EQ(Est<T>::sort(nullptr, 0, kSort, nullptr), GUX_SS_NULL_TASK);
-  EXPECT_EQ(Est<T>::stream(nullptr, 0, kOne, nullptr), GUX_SS_NULL_TASK);
+  EXPECT_EQ(OrderEntries<T>::quantiles(nullptr, kQ, kFast, nullptr), GUX_SS_NULL_TASK);
+  EXPECT_EQ(OrderEntries<T>::sort(nullptr, 0, kSort, nullptr), GUX_SS_NULL_TASK);
+  EXPECT_EQ(OrderEntries<T>::stream(nullptr, 0, kOne, nullptr), GUX_SS_NULL_TASK);
 }
 
 TEST(QuantileStatus, DoubleTable) { check_table<double>(); }

@@ -15,22 +15,6 @@ using qor::ss::Columns;
 
 namespace {
 
-template <class T> struct OrderEntries;
-template <> struct OrderEntries<double> {
-  static constexpr auto quantiles = _guxdSSQuantiles;
-  static constexpr auto sort = _guxdSSSort;
-  static constexpr auto qsort = __guxdQSort;
-  static constexpr auto select = __guxdQSortSelect;
-  static constexpr auto step = __guxdQSortStep;
-};
-template <> struct OrderEntries<float> {
-  static constexpr auto quantiles = _guxsSSQuantiles;
-  static constexpr auto sort = _guxsSSSort;
-  static constexpr auto qsort = __guxsQSort;
-  static constexpr auto select = __guxsQSortSelect;
-  static constexpr auto step = __guxsQSortStep;
-};
-
 constexpr int64_t kSizes[] = {1, 2, 3, 4, 5, 6, 7, 8, 9, 31, 1000, 5003};
 constexpr int kP = 3, kSkipped = 1;  // dimension 1 is not selected
 int64_t worst_ulps[2];                // by precision, for the summary line

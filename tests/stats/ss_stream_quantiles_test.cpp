@@ -16,10 +16,6 @@ using namespace qor_test;
 
 namespace {
 
-template <class T> struct StreamEntry;
-template <> struct StreamEntry<double> { static constexpr auto run = _guxdSSStreamQuantiles; };
-template <> struct StreamEntry<float> { static constexpr auto run = _guxsSSStreamQuantiles; };
-
 // Bytes the task's sketch holds: records, level arrays and buffers.
 template <class T>
 int64_t state_bytes(const GuxSSTask *task) {
@@ -65,7 +61,7 @@ void check_stream(uint64_t method, T eps, Pattern pat, bool rows, int64_t total,
       for (int j = 0; j < kP; ++j) (rows ? x[i * kP + j] : x[j * n + i]) = v[j];
     }
     Entries<T>::edit(task, GUX_SS_P_X, x.data());
-    ASSERT_EQ(StreamEntry<T>::run(task, 0, method, qor_core_threading()), 0);
+    ASSERT_EQ(OrderEntries<T>::stream(task, 0, method, qor_core_threading()), 0);
     for (int64_t i = 0; i < n; ++i) seen[0].push_back(all0[done + i]), seen[2].push_back(all2[done + i]);
     done += n;
     if (done == 0) continue;
