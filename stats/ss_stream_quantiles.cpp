@@ -40,7 +40,7 @@ struct Job {
   const T *orders;
   int64_t m;
   T *q;
-  volatile int64_t status;  // last negative status of any worker
+  int64_t status;  // last negative status of any worker, stored atomically
 };
 
 template <class T>
@@ -51,7 +51,7 @@ void fold_worker(int block, void *, int nblocks, void *args) {
     Sketch<T> s(J.dims[j], J.eps);
     if (s.room() < J.len) continue;  // a stage that could not be closed earlier
     if (!s.fold(J.len, [&](int64_t i) { return J.x.at(j, J.first + i); }, J.one))
-      J.status = GUX_SS_NO_MEMORY;
+      __atomic_store_n(&J.status, GUX_SS_NO_MEMORY, __ATOMIC_RELAXED);
   }
 }
 
@@ -65,7 +65,7 @@ void read_worker(int block, void *, int nblocks, void *args) {
     Sketch<T> s(d, J.eps);
     auto *items = static_cast<Item<T> *>(qor_serv_allocate(sizeof(Item<T>) * s.items(), 64));
     if (!items) {
-      J.status = GUX_SS_NO_MEMORY;
+      __atomic_store_n(&J.status, GUX_SS_NO_MEMORY, __ATOMIC_RELAXED);
       continue;
     }
     const int64_t k = s.list(items);
