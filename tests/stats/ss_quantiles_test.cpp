@@ -32,15 +32,16 @@ void check_case(int64_t n, Pattern pat, bool rows, uint64_t seed) {
   }
   const std::vector<T> orders = {T(0), T(1), T(0.5), T(0.25), T(0.1), T(0.9), T(1) / T(3), T(0.999)};
   const int m = (int)orders.size();
+  // Results go in the other storage than X's.
   int p = kP, nn = (int)n, storage = rows ? GUX_SS_OBSERVATIONS_IN_ROWS : GUX_SS_VARIABLES_IN_ROWS,
-      os_storage = storage, sel[kP] = {1, 0, 1};
+      os_storage = rows ? GUX_SS_VARIABLES_IN_ROWS : GUX_SS_OBSERVATIONS_IN_ROWS, sel[kP] = {1, 0, 1};
   std::vector<T> q(kP * m, sentinel), os(kP * n, sentinel), sorted(kP * n, sentinel);
   GuxSSTask *task = nullptr;
   ASSERT_EQ(Entries<T>::new_task(&task, &p, &nn, &storage, x.data(), nullptr, sel, 0), 0);
   __guxdSSEditQuantiles(task, &m, orders.data(), q.data(), os.data(), &os_storage);
   Entries<T>::edit(task, GUX_SS_P_SORTED, sorted.data());
   __guxiSSEditTask(task, GUX_SS_P_SORTED_STORAGE, &os_storage);
-  const Columns<T> osv(os.data(), n, kP, storage), sv(sorted.data(), n, kP, storage);
+  const Columns<T> osv(os.data(), n, kP, os_storage), sv(sorted.data(), n, kP, os_storage);
 
   auto check_quantiles = [&](const char *how) {
     for (int j = 0; j < kP; ++j)
@@ -64,9 +65,6 @@ void check_case(int64_t n, Pattern pat, bool rows, uint64_t seed) {
           continue;
         }
         ASSERT_EQ(c.at(j, i), cols[j][i]) << what << " n=" << n << " pattern=" << (int)pat;
-        if (i > 0) {
-          ASSERT_FALSE(c.at(j, i) < c.at(j, i - 1));
-        }
       }
   };
   // Quantiles alone go through selection; with order statistics, a full sort.
@@ -78,7 +76,8 @@ void check_case(int64_t n, Pattern pat, bool rows, uint64_t seed) {
   check_sorted(osv, "order statistics");
   ASSERT_EQ(E::sort(task, 0, GUX_SS_M_SORT, qor_core_threading()), 0);
   check_sorted(sv, "sorted output");
-  // In place: no selection, output is X.
+  // In place: no selection, output is X in X's storage.
+  os_storage = storage;
   Entries<T>::edit(task, GUX_SS_P_SORTED, x.data());
   task->indices = nullptr;
   ASSERT_EQ(E::sort(task, 0, GUX_SS_M_SORT, qor_core_threading()), 0);
