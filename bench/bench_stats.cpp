@@ -81,6 +81,20 @@ bool numpy_seconds(double out[3]) {
 
 constexpr int kOrderN = 4000000;
 
+template <class F, class G>
+void best_of_turns(F f, G g, double &best_f, double &best_g) {
+  best_f = best_g = 1e30;
+  for (int r = 0; r < 7; ++r) {
+    auto t0 = std::chrono::steady_clock::now();
+    f();
+    auto t1 = std::chrono::steady_clock::now();
+    g();
+    auto t2 = std::chrono::steady_clock::now();
+    best_f = std::min(best_f, std::chrono::duration<double>(t1 - t0).count());
+    best_g = std::min(best_g, std::chrono::duration<double>(t2 - t1).count());
+  }
+}
+
 template <class T> struct OrderApi;
 template <> struct OrderApi<double> {
   static constexpr auto quantiles = _guxdSSQuantiles, sort = _guxdSSSort, stream = _guxdSSStreamQuantiles;
@@ -131,11 +145,11 @@ void order_rows(const GuxThreadingTable *threading) {
   __guxiSSEditTask(task, GUX_SS_P_SORTED_STORAGE, &storage);
   double sink = 0;
 
-  const double o_q = best_seconds([&] { A::quantiles(task, GUX_SS_QUANTS, GUX_SS_M_FAST, threading); });
-  const double o_os = best_seconds([&] { A::quantiles(task, GUX_SS_ORDER_STATS, GUX_SS_M_FAST, threading); });
-  const double o_sort = best_seconds([&] { A::sort(task, 0, GUX_SS_M_SORT, threading); });
+  auto quantiles = [&] { A::quantiles(task, GUX_SS_QUANTS, GUX_SS_M_FAST, threading); };
+  auto order_stats = [&] { A::quantiles(task, GUX_SS_ORDER_STATS, GUX_SS_M_FAST, threading); };
+  auto sort = [&] { A::sort(task, 0, GUX_SS_M_SORT, threading); };
   // The peer's quantile: nth_element for rank j, the least of the rest for j+1.
-  const double s_q = best_seconds([&] {
+  auto nth = [&] {
     copy = x;
     for (T b : orders) {
       const double t = (double)(kOrderN - 1) * b;
@@ -144,11 +158,18 @@ void order_rows(const GuxThreadingTable *threading) {
       const T lo = copy[j], hi = *std::min_element(copy.begin() + j + 1, copy.end());
       sink += (1 - (t - j)) * lo + (t - j) * hi;
     }
-  });
-  const double s_sort = best_seconds([&] {
+  };
+  auto std_sort = [&] {
     copy = x;
     std::sort(copy.begin(), copy.end());
-  });
+  };
+  // Ours and the peer take turns, so that both meet the same load on a
+  // shared machine; the best of each is kept.
+  double o_q, s_q, o_sort, s_sort, o_os, s_sort2;
+  best_of_turns(quantiles, nth, o_q, s_q);
+  best_of_turns(sort, std_sort, o_sort, s_sort);
+  best_of_turns(order_stats, std_sort, o_os, s_sort2);
+  s_sort = std::min(s_sort, s_sort2);
   // Streaming: one task per run, so that every run starts from an empty sketch.
   auto stream = [&](uint64_t method) {
     return best_seconds([&] {
@@ -259,7 +280,7 @@ int main() {
     std::printf("; numpy mean %.2f ms, var %.2f ms, cov %.2f ms\n", np_s[0] * 1e3, np_s[1] * 1e3, np_s[2] * 1e3);
   else
     std::printf("; numpy not available\n");
-  std::printf("\norder statistics, %d values in one dimension, best of %d runs\n", kOrderN, kRepeats);
+  std::printf("\norder statistics, %d values in one dimension, best of 7 runs taken in turns with the peer\n", kOrderN);
   order_rows<double>(threading);
   order_rows<float>(threading);
   return sink == 1.2345 ? 1 : 0;

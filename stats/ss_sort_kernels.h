@@ -209,8 +209,9 @@ constexpr int64_t kRadixLimit = (int64_t)1 << 31;
 
 // Sorts the n values get(0) .. get(n-1) and hands them out in ascending
 // order as put(i, value). `scratch` holds 2*n reals. Below the radix limit the
-// values are gathered straight into keys, so the key transform costs no pass
-// of its own.
+// values are gathered straight into keys and counted in the same reading, and
+// the last digit pass hands each key to put at its final place, so neither
+// the key transform nor the output costs a pass of its own.
 template <class T, class Get, class Put>
 void sort_through(int64_t n, void *scratch, Get get, Put put) {
   using K = typename KeyOf<T>::type;
@@ -221,10 +222,43 @@ void sort_through(int64_t n, void *scratch, Get get, Put put) {
     for (int64_t i = 0; i < n; ++i) put(i, v[i]);
     return;
   }
-  K *keys = static_cast<K *>(scratch);
-  for (int64_t i = 0; i < n; ++i) keys[i] = to_key(get(i));
-  const K *sorted = radix_sort_keys(keys, keys + n, n);
-  for (int64_t i = 0; i < n; ++i) put(i, from_key<T>(sorted[i]));
+  constexpr int kPasses = (8 * (int)sizeof(K) + kDigitBits - 1) / kDigitBits;
+  uint32_t count[kPasses][kDigits];
+  std::memset(count, 0, sizeof count);
+  K *a = static_cast<K *>(scratch), *tmp = a + n;
+  for (int64_t i = 0; i < n; ++i) {
+    const K k = to_key(get(i));
+    a[i] = k;
+    for (int p = 0; p < kPasses; ++p) ++count[p][(k >> (p * kDigitBits)) & (kDigits - 1)];
+  }
+  int active[kPasses], passes = 0;
+  for (int p = 0; n > 0 && p < kPasses; ++p)
+    if (count[p][(a[0] >> (p * kDigitBits)) & (kDigits - 1)] != (uint64_t)n) active[passes++] = p;
+  if (passes == 0) {
+    for (int64_t i = 0; i < n; ++i) put(i, from_key<T>(a[i]));
+    return;
+  }
+  for (int q = 0; q < passes; ++q) {
+    const int shift = active[q] * kDigitBits;
+    uint32_t *c = count[active[q]], sum = 0;
+    for (int d = 0; d < kDigits; ++d) {
+      const uint32_t here = c[d];
+      c[d] = sum;
+      sum += here;
+    }
+    if (q + 1 == passes) {
+      for (int64_t i = 0; i < n; ++i) {
+        const K k = a[i];
+        put(c[(k >> shift) & (kDigits - 1)]++, from_key<T>(k));
+      }
+      return;
+    }
+    for (int64_t i = 0; i < n; ++i) {
+      const K k = a[i];
+      tmp[c[(k >> shift) & (kDigits - 1)]++] = k;
+    }
+    std::swap(a, tmp);
+  }
 }
 
 }  // namespace qor::ss
