@@ -194,10 +194,20 @@ class Sketch {
 
   // Merges two sorted runs of b values and keeps every other one, starting
   // at position `off` of the merged run.
+  // The merge runs without data-dependent branches while both runs last;
+  // the store is made every time and kept by advancing k.
   static void collapse(const T *x, const T *y, int64_t b, T *out, int64_t off) {
     int64_t i = 0, j = 0, k = 0, pos = 0;
+    while (i < b && j < b) {
+      const T xv = x[i], yv = y[j];
+      const bool take_y = yv < xv;
+      out[k] = take_y ? yv : xv;
+      i += !take_y;
+      j += take_y;
+      k += (pos++ & 1) == off;
+    }
     while (k < b) {
-      const T v = (j >= b || (i < b && !(y[j] < x[i]))) ? x[i++] : y[j++];
+      const T v = i < b ? x[i++] : y[j++];
       if ((pos++ & 1) == off) out[k++] = v;
     }
   }
