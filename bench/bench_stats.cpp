@@ -1,6 +1,8 @@
 // Basic statistics of a 10^6 x 10 matrix (observations in rows), single pass:
 // ours against GSL (per column, stride 10) and numpy (run through
-// /usr/bin/python3), with GB/s against the machine's read bandwidth.
+// /usr/bin/python3), with GB/s against the machine's read bandwidth. Then
+// quantiles, sorting, order statistics and streaming quantiles over 4*10^6
+// values against std::nth_element, std::sort, numpy.quantile and numpy.sort.
 #include <qor/qor_stats.h>
 
 #include <gsl/gsl_statistics_double.h>
@@ -72,6 +74,136 @@ bool numpy_seconds(double out[3]) {
   const bool ok = std::fscanf(f, "%lf %lf %lf", &out[0], &out[1], &out[2]) == 3;
   pclose(f);
   return ok;
+}
+
+
+// ---- order statistics: 4*10^6 values in one dimension ----------------------
+
+constexpr int kOrderN = 4000000;
+
+template <class F, class G>
+void best_of_turns(F f, G g, double &best_f, double &best_g) {
+  best_f = best_g = 1e30;
+  for (int r = 0; r < 7; ++r) {
+    auto t0 = std::chrono::steady_clock::now();
+    f();
+    auto t1 = std::chrono::steady_clock::now();
+    g();
+    auto t2 = std::chrono::steady_clock::now();
+    best_f = std::min(best_f, std::chrono::duration<double>(t1 - t0).count());
+    best_g = std::min(best_g, std::chrono::duration<double>(t2 - t1).count());
+  }
+}
+
+template <class T> struct OrderApi;
+template <> struct OrderApi<double> {
+  static constexpr auto quantiles = _guxdSSQuantiles, sort = _guxdSSSort, stream = _guxdSSStreamQuantiles;
+  static constexpr auto new_task = __guxdSSNewTask, edit = __guxdSSEditTask;
+  static constexpr const char *name = "double", *np = "float64";
+};
+template <> struct OrderApi<float> {
+  static constexpr auto quantiles = _guxsSSQuantiles, sort = _guxsSSSort, stream = _guxsSSStreamQuantiles;
+  static constexpr auto new_task = __guxsSSNewTask, edit = __guxsSSEditTask;
+  static constexpr const char *name = "single", *np = "float32";
+};
+
+// numpy: quantile (3 orders), sort, on the same number of normal values.
+bool numpy_order_seconds(const char *dtype, double out[2]) {
+  std::string cmd = "/usr/bin/python3 -c '"
+                    "import numpy as np, time\n"
+                    "x = np.random.default_rng(1).standard_normal(4000000).astype(np.";
+  cmd += dtype;
+  cmd += ")\n"
+         "def best(f):\n"
+         "    b = 1e30\n"
+         "    for _ in range(5):\n"
+         "        t = time.perf_counter(); f(); b = min(b, time.perf_counter() - t)\n"
+         "    return b\n"
+         "print(best(lambda: np.quantile(x, [0.1, 0.5, 0.9])), best(lambda: np.sort(x)))\n"
+         "' 2>/dev/null";
+  FILE *f = popen(cmd.c_str(), "r");
+  if (!f) return false;
+  const bool ok = std::fscanf(f, "%lf %lf", &out[0], &out[1]) == 2;
+  pclose(f);
+  return ok;
+}
+
+template <class T>
+void order_rows(const GuxThreadingTable *threading) {
+  using A = OrderApi<T>;
+  std::vector<T> x(kOrderN), copy(kOrderN), out(kOrderN), os(kOrderN);
+  std::mt19937_64 g(1);
+  std::normal_distribution<double> z;
+  for (auto &v : x) v = (T)z(g);
+  int p = 1, n = kOrderN, storage = GUX_SS_VARIABLES_IN_ROWS, m = 3, one = 1;
+  const T orders[3] = {T(0.1), T(0.5), T(0.9)}, eps = T(0.01);
+  T q[3], sq[3];
+  GuxSSTask *task = nullptr;
+  A::new_task(&task, &p, &n, &storage, x.data(), nullptr, nullptr, 0);
+  __guxdSSEditQuantiles(task, &m, orders, q, os.data(), &storage);
+  A::edit(task, GUX_SS_P_SORTED, out.data());
+  __guxiSSEditTask(task, GUX_SS_P_SORTED_STORAGE, &storage);
+  double sink = 0;
+
+  auto quantiles = [&] { A::quantiles(task, GUX_SS_QUANTS, GUX_SS_M_FAST, threading); };
+  auto order_stats = [&] { A::quantiles(task, GUX_SS_ORDER_STATS, GUX_SS_M_FAST, threading); };
+  auto sort = [&] { A::sort(task, 0, GUX_SS_M_SORT, threading); };
+  // The peer's quantile: nth_element for rank j, the least of the rest for j+1.
+  auto nth = [&] {
+    copy = x;
+    for (T b : orders) {
+      const double t = (double)(kOrderN - 1) * b;
+      const int64_t j = (int64_t)t;
+      std::nth_element(copy.begin(), copy.begin() + j, copy.end());
+      const T lo = copy[j], hi = *std::min_element(copy.begin() + j + 1, copy.end());
+      sink += (1 - (t - j)) * lo + (t - j) * hi;
+    }
+  };
+  auto std_sort = [&] {
+    copy = x;
+    std::sort(copy.begin(), copy.end());
+  };
+  // Ours and the peer take turns, so that both meet the same load on a
+  // shared machine; the best of each is kept.
+  double o_q, s_q, o_sort, s_sort, o_os, s_sort2;
+  best_of_turns(quantiles, nth, o_q, s_q);
+  best_of_turns(sort, std_sort, o_sort, s_sort);
+  best_of_turns(order_stats, std_sort, o_os, s_sort2);
+  s_sort = std::min(s_sort, s_sort2);
+  // Streaming: one task per run, so that every run starts from an empty sketch.
+  auto stream = [&](uint64_t method) {
+    return best_seconds([&] {
+      GuxSSTask *st = nullptr;
+      A::new_task(&st, &p, &n, &storage, x.data(), nullptr, nullptr, 0);
+      __guxdSSEditStreamQuantiles(st, &m, orders, sq, &one, &eps);
+      A::stream(st, 0, method, threading);
+      __guxSSDeleteTask(&st);
+    });
+  };
+  const double o_s1 = stream(GUX_SS_M_STREAM_ONE), o_s2 = stream(GUX_SS_M_STREAM_GROUPED);
+  __guxSSDeleteTask(&task);
+  double np_s[2] = {0, 0};
+  const bool have_np = numpy_order_seconds(A::np, np_s);
+
+  std::printf("%-40s %9s %10s %10s %10s\n", A::name, "ms", "Mvalues/s", "ours/std", "ours/numpy");
+  auto row = [&](const char *name, double s, double peer, double np) {
+    std::printf("%-40s %9.2f %10.1f", name, s * 1e3, kOrderN / s / 1e6);
+    if (peer > 0) std::printf(" %10.3f", s / peer); else std::printf(" %10s", "-");
+    if (np > 0) std::printf(" %10.3f\n", s / np); else std::printf(" %10s\n", "-");
+  };
+  row("quantiles 0.1, 0.5, 0.9 (selection)", o_q, s_q, have_np ? np_s[0] : 0);
+  row("sort (sorted output)", o_sort, s_sort, have_np ? np_s[1] : 0);
+  row("order statistics", o_os, s_sort, have_np ? np_s[1] : 0);
+  row("streaming 0x40, epsilon 0.01", o_s1, s_sort, 0);
+  row("streaming 0x80, epsilon 0.01", o_s2, s_sort, 0);
+  std::printf("peers: std::nth_element %.2f ms, std::sort %.2f ms", s_q * 1e3, s_sort * 1e3);
+  if (have_np)
+    std::printf("; numpy.quantile %.2f ms, numpy.sort %.2f ms\n", np_s[0] * 1e3, np_s[1] * 1e3);
+  else
+    std::printf("; numpy not available\n");
+  std::printf("streaming estimates %g %g %g against exact %g %g %g\n", (double)sq[0], (double)sq[1],
+              (double)sq[2], (double)q[0], (double)q[1], (double)q[2]);
+  if (sink == 1.2345) std::puts("");
 }
 
 }  // namespace
@@ -148,5 +280,8 @@ int main() {
     std::printf("; numpy mean %.2f ms, var %.2f ms, cov %.2f ms\n", np_s[0] * 1e3, np_s[1] * 1e3, np_s[2] * 1e3);
   else
     std::printf("; numpy not available\n");
+  std::printf("\norder statistics, %d values in one dimension, best of 7 runs taken in turns with the peer\n", kOrderN);
+  order_rows<double>(threading);
+  order_rows<float>(threading);
   return sink == 1.2345 ? 1 : 0;
 }

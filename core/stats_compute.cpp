@@ -14,17 +14,21 @@ using Estimator = int64_t (*)(GuxSSTask *, uint64_t, uint64_t, const GuxThreadin
 
 struct Family {
   const char *name;  // after the precision letter: _gux<t>SS<name>
-  uint64_t bits;
+  uint64_t bits;     // estimate mask bits owned
+  uint64_t method_bits;  // or method bits that call it whatever the mask
   std::atomic<Estimator> resolved[2];  // single, double
 };
 
 Family families[] = {
-    {"Basic", 0x3ffull | 0x3000ull | 0x1fe000000ull, {}},
-    {"Minmax", 0xc00ull, {}},
-    {"Quantiles", 0x30000ull, {}},
-    {"PooledCovariance", 0xc000ull | 0x1800000000ull, {}},
-    {"PartialCovariance", 0x300000ull, {}},
-    {"MAD", 0x600000000ull, {}},
+    {"Basic", 0x3ffull | 0x3000ull | 0x1fe000000ull, 0, {}},
+    {"Minmax", 0xc00ull, 0, {}},
+    {"Quantiles", 0x30000ull, 0, {}},
+    {"PooledCovariance", 0xc000ull | 0x1800000000ull, 0, {}},
+    {"PartialCovariance", 0x300000ull, 0, {}},
+    {"MAD", 0x600000000ull, 0, {}},
+    // Sorting and streaming quantiles are asked for by their method bits.
+    {"Sort", 0, 0x100000ull, {}},
+    {"StreamQuantiles", 0, 0x40ull | 0x80ull, {}},
 };
 
 Estimator resolve(Family &f, int precision) {
@@ -46,7 +50,7 @@ extern "C" int64_t qor_ss_compute(GuxSSTask *task, uint64_t estimates, uint64_t 
   if (!task) return GUX_SS_NULL_TASK;
   const int precision = task->precision ? 1 : 0;
   for (Family &f : families) {
-    if (!(estimates & f.bits)) continue;
+    if (!(estimates & f.bits) && !(method & f.method_bits)) continue;
     Estimator e = resolve(f, precision);
     if (!e) return GUX_SS_BAD_METHOD;
     const int64_t status = e(task, estimates, method, qor_core_threading());

@@ -361,6 +361,49 @@ QOR_API int64_t _guxdSSMinmax(GuxSSTask *task, uint64_t estimates, uint64_t meth
 QOR_API int64_t _guxsSSMinmax(GuxSSTask *task, uint64_t estimates, uint64_t method,
                               const GuxThreadingTable *threading);
 
+/* Quantiles (mask 0x10000) and order statistics (mask 0x20000) of the selected
+ * dimensions, method GUX_SS_M_FAST. With m orders, quantile k of dimension j
+ * is written at quantiles[j*m + k] (dimension-major). Order statistics are
+ * the sorted columns, stored by the order statistics storage code.
+ * Unselected dimensions are left untouched. */
+QOR_API int64_t _guxdSSQuantiles(GuxSSTask *task, uint64_t estimates, uint64_t method,
+                                 const GuxThreadingTable *threading);
+QOR_API int64_t _guxsSSQuantiles(GuxSSTask *task, uint64_t estimates, uint64_t method,
+                                 const GuxThreadingTable *threading);
+
+/* Sorted copies of the selected dimensions into the sorted output, stored by
+ * its storage code, method GUX_SS_M_SORT. The output may be X itself when
+ * both storages agree and no selection is set. */
+QOR_API int64_t _guxdSSSort(GuxSSTask *task, uint64_t estimates, uint64_t method,
+                            const GuxThreadingTable *threading);
+QOR_API int64_t _guxsSSSort(GuxSSTask *task, uint64_t estimates, uint64_t method,
+                            const GuxThreadingTable *threading);
+
+/* Approximate quantiles over data that arrives in groups, method
+ * GUX_SS_M_STREAM_ONE or GUX_SS_M_STREAM_GROUPED, one parameter: epsilon in
+ * (0, 1]. After every call each estimate lies within epsilon*N ranks of the
+ * exact quantile of the N observations seen so far. With m orders, estimate k
+ * of dimension j is written at stream_quantiles[j*m + k]. The sketch lives in
+ * the task and is released by __guxSSDeleteTask. */
+QOR_API int64_t _guxdSSStreamQuantiles(GuxSSTask *task, uint64_t estimates, uint64_t method,
+                                       const GuxThreadingTable *threading);
+QOR_API int64_t _guxsSSStreamQuantiles(GuxSSTask *task, uint64_t estimates, uint64_t method,
+                                       const GuxThreadingTable *threading);
+/* The cleanup that streaming quantiles register in the task. */
+QOR_API void __guxSQuantilesFreeBuffers(GuxSSTask *task);
+
+/* In-place helpers. QSort: ascending quicksort of data[0..n-1]. QSortSelect:
+ * the k-th smallest (0-based, clamped to 0..n-1; NaN when n < 1), reordering
+ * data. QSortStep: one median-of-three partition of data[0..n-1]; returns the
+ * pivot's place j with data[0..j-1] <= data[j] <= data[j+1..n-1] (ranges of
+ * one or two elements are ordered and give 0, an empty one -1). */
+QOR_API void __guxdQSort(int64_t n, double *data);
+QOR_API void __guxsQSort(int64_t n, float *data);
+QOR_API double __guxdQSortSelect(int64_t n, double *data, int64_t k);
+QOR_API float __guxsQSortSelect(int64_t n, float *data, int64_t k);
+QOR_API int64_t __guxdQSortStep(int64_t n, double *data);
+QOR_API int64_t __guxsQSortStep(int64_t n, float *data);
+
 #ifdef __cplusplus
 }
 #endif
