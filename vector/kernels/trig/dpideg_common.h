@@ -302,8 +302,11 @@ inline double sind_cosd_scalar(double x, bool odd) {
   const double a = __builtin_fabs(x);
   if (as<uint64_t>(a) >> 52 < 1000) {  // below 2^-23
     if (!odd) return 1.0;
-    const double y = x * 0x1p100;
-    return (y * kDegreeHi + y * kDegreeLo) * 0x1p-100;
+    if (x == 0) return x;
+    const double y = x * 0x1p100;  // exact
+    double yh, yl;
+    exact::split(y, yh, yl);  // yh * kDegreeHi and yl * kDegreeHi are exact (20-bit head)
+    return (yh * kDegreeHi + (yl * kDegreeHi + y * kDegreeLo)) * 0x1p-100;
   }
   const double t = mod360(a);
   const int q = (int)__builtin_rint(t * (1.0 / 90));
