@@ -3,10 +3,10 @@
 // [-1/4, 1/4], and a rational function in r with pi folded in; an odd N
 // swaps numerator and denominator and flips the sign. HA: a rounded to a
 // multiple of 2^-8 picks a row of the 256-row tangent table, with the pole
-// term and r pi as a pair. At r = 0 (zeros and poles) the sign is that of
-// x times (-1)^n for the multiple n of 1/2 below: tanpi(1) = -0,
-// tanpi(0.5) = +Inf, tanpi(1.5) = -Inf. |x| below 2^-53 takes the scalar
-// routine (pi x rounded once).
+// term and r pi as a pair. A zero result has the sign of x; a pole is +Inf
+// in the first half turn of the period 2 and -Inf in the second, times the
+// sign of x: tanpi(0.5) = +Inf, tanpi(1.5) = -Inf. |x| below 2^-53 takes
+// the scalar routine (pi x rounded once).
 #include "vector/dispatch/accuracy.h"
 #include "vector/dispatch/kernel_defs.h"
 #include "vector/kernels/trig/dpideg_common.h"
@@ -26,7 +26,7 @@ struct DTanpiBase {
   static int scalar(const double *x, double *r) { return pi_tiny_scalar(*x, r); }
 };
 
-// Where r is 0 the result (a zero or an infinity) takes the sign `s`.
+// Where `at` is set the result takes the sign `s`.
 inline vd2 sign_at(vd2 v, vl2 at, vq2 s) {
   const vq2 m = as<vq2>(at) & kSignBit;
   return as<vd2>((as<vq2>(v) & ~m) | (s & m));
@@ -47,7 +47,7 @@ template <class Rational> struct DTanpiRational : DTanpiBase {
     Rational::eval(r, num, den);
     vd2 v = select(odd, den, num) / select(odd, num, den);
     v = xor_bits(v, as<vq2>(odd) & kSignBit);
-    v = sign_at(v, as<vl2>(r == 0.0), (tb << 62) & kSignBit);
+    v = sign_at(v, as<vl2>(r == 0.0), (tb << 62) & as<vq2>(odd) & kSignBit);
     return xor_bits(v, sign_of(x));
   }
 };
@@ -88,7 +88,6 @@ struct DTanpiHA : DTanpiBase {
     vd2 v = tan_rows_ha(w, r, r_lo, r, r_lo, pole);
     const vq2 s = (as<vq2>(t) << 55) & kSignBit;  // bit 8 of the row count: the second half turn
     v = pole_select(v, pole, s);
-    v = sign_at(v, as<vl2>(v == 0.0) | pole, s);
     return xor_bits(v, sign_of(x));
   }
 };
