@@ -33,7 +33,10 @@ TEST(PiDegree, ExactOnes) {
     EXPECT_EQ(one(f, 5e-7), 1.0);
     EXPECT_EQ(one(f, 180.0), -1.0);
   }
-  for (Unary f : {_bexdCospi_50, _bexdCospi}) EXPECT_EQ(one(f, 1.0), -1.0);
+  for (Unary f : {_bexdCospi_50, _bexdCospi}) {
+    EXPECT_EQ(one(f, 1.0), -1.0);
+    for (double even : {8.11296384e+31, 0x1.8p112, 0x1p1000}) EXPECT_EQ(one(f, even), 1.0) << even;
+  }
 }
 
 // A block with one huge lane: the other lanes' bits are those of a block

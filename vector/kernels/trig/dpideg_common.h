@@ -31,12 +31,14 @@ inline vd2 xor_bits(vd2 v, vq2 s) { return as<vd2>(as<vq2>(v) ^ s); }
 inline vq2 parity_sign(vd2 t) { return as<vq2>(t) << 63; }
 
 // The remainder of a modulo 256, a period of every half-turn form: a minus
-// a rounded to a multiple of 256. The sum with 3*2^59 rounds to a multiple of
-// 256 below 2^59; from 2^59 on a is an even integer and so is the difference.
+// a rounded to a multiple of 256 by the sum with 3*2^59. From 2^59 on every
+// double is an even integer, with remainder 0 for every half-turn form, so
+// those lanes are first made 2^59 (a minimum, which is also the select).
 // The difference is exact, and below 2^51 the later steps see the same
-// fraction and the same parity as without it, so no lane needs a select.
+// fraction and the same parity as without it.
 inline vd2 mod256(vd2 a) {
   constexpr double kShift256 = 2.0752587082923246e+18;  // 3 * 2^59
+  a = as<vd2>(_mm_min_pd(as<__m128d>(a), _mm_set1_pd(0x1p59)));
   return a - ((a + kShift256) - kShift256);
 }
 
@@ -159,9 +161,16 @@ inline vl2 tiny_or_non_finite(vd2 a, double tiny) { return ~as<vl2>(a >= tiny) |
 struct TanRow {
   vd2 v[13];
 };
+// Two rows by pairs of elements (unaligned loads, then unpacks); elements a
+// kernel does not use are never loaded.
 inline void gather_tan(const double (*table)[13], uint32_t k0, uint32_t k1, TanRow &w) {
   const double *p = table[k0], *q = table[k1];
-  for (int i = 0; i < 13; ++i) w.v[i] = vd2{p[i], q[i]};
+  for (int i = 0; i < 12; i += 2) {
+    const __m128d x0 = _mm_loadu_pd(p + i), x1 = _mm_loadu_pd(q + i);
+    w.v[i] = as<vd2>(_mm_unpacklo_pd(x0, x1));
+    w.v[i + 1] = as<vd2>(_mm_unpackhi_pd(x0, x1));
+  }
+  w.v[12] = vd2{p[12], q[12]};
 }
 enum { kBHi, kBLo, kA, kC0Hi, kC0Lo, kC1Hi, kC1Lo, kC2 };
 
