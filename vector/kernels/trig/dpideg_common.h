@@ -318,7 +318,7 @@ inline double sind_cosd_scalar(double x, bool odd) {
     return (yh * kDegreeHi + (yl * kDegreeHi + y * kDegreeLo)) * 0x1p-100;
   }
   const double t = mod360(a);
-  const int q = (int)__builtin_rint(t * (1.0 / 90));
+  const int q = (int)(t * (1.0 / 90) + 0.5);  // t >= 0: nearest, without a call to rint
   const double r = t - 90.0 * q;  // exact, |r| <= 45
   const int quadrant = (q + (odd ? 0 : 1)) & 3;
   double v = (quadrant & 1) ? cos_deg_small(r) : sin_deg_small(r);
