@@ -34,6 +34,7 @@ TEST(PiDegree, ExactOnes) {
     EXPECT_EQ(one(f, 0.0), 1.0);
     EXPECT_EQ(one(f, 5e-7), 1.0);
     EXPECT_EQ(one(f, 180.0), -1.0);
+    EXPECT_EQ(one(f, 360.0 * 0x1p70), 1.0);
   }
   for (Unary f : {_bexdCospi_50, _bexdCospi}) {
     EXPECT_EQ(one(f, 1.0), -1.0);

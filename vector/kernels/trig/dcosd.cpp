@@ -20,16 +20,11 @@ struct DCosdBase {
   static constexpr int kIn = 1, kOut = 1;
   static constexpr double kPad = 0.75;
   static constexpr const char *kName = "vdCosd";
-  static int scalar(const double *x, double *r) {
-    const int s = non_finite(*x, r);
-    if (s >= 0) return s;
-    *r = sind_cosd_scalar(*x, false);
-    return 0;
-  }
 };
 
 struct DCosdLA : DCosdBase {
   static constexpr int kBlock = 8;
+  static int scalar(const double *x, double *r) { return degrees_scalar<DCosdLA>(*x, false, r); }
   static vd2 lanes(vd2 x, vl2 &bad) {
     const vd2 a = abs(x);
     bad = above(a, 4503599627370496.0);  // 2^52
@@ -42,6 +37,7 @@ struct DCosdLA : DCosdBase {
 
 struct DCosdEP : DCosdBase {
   static constexpr int kBlock = 8;
+  static int scalar(const double *x, double *r) { return degrees_scalar<DCosdEP>(*x, false, r); }
   static vd2 lanes(vd2 x, vl2 &bad) {
     const vd2 a = abs(x);
     bad = above(a, 4503599627370496.0);  // 2^52

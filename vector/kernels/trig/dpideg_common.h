@@ -280,51 +280,34 @@ inline double mod360(double a) {
   return (double)(((m % 360) << E) % 360);
 }
 
-// sin and cos of r degrees for |r| <= 45, to about an ulp: r in radians as a
-// pair, then Taylor series to the 17th and 16th power.
-inline double sin_deg_small(double r) {
-  double rh, rl;
-  exact::two_product(r, kDegree, rh, rl);
-  rl += r * (kDegreeHi - kDegree) + r * kDegreeLo;
-  const double z = rh * rh;
-  const double p =
-      -1.0 / 6 + z * (1.0 / 120 + z * (-1.0 / 5040 + z * (1.0 / 362880 + z * (-1.0 / 39916800 +
-      z * (1.0 / 6227020800 + z * (-1.0 / 1307674368000 + z * (1.0 / 355687428096000)))))));
-  return rh + (rl + rh * z * p);
+// x pi/180 for tiny x (below 2^-964, where the table forms would lose the
+// low part of their pair): the product with the pair, scaled up by 2^100 so
+// that the partial products are exact, rounded once before scaling back.
+inline double degrees_tiny(double x) {
+  if (x == 0) return x;
+  const double y = x * 0x1p100;  // exact
+  double yh, yl;
+  exact::split(y, yh, yl);  // yh * kDegreeHi and yl * kDegreeHi are exact (20-bit head)
+  return (yh * kDegreeHi + (yl * kDegreeHi + y * kDegreeLo)) * 0x1p-100;
 }
-inline double cos_deg_small(double r) {
-  double rh, rl;
-  exact::two_product(r, kDegree, rh, rl);
-  rl += r * (kDegreeHi - kDegree) + r * kDegreeLo;
-  const double z = rh * rh;
-  const double p =
-      1.0 / 24 + z * (-1.0 / 720 + z * (1.0 / 40320 + z * (-1.0 / 3628800 + z * (1.0 / 479001600 +
-      z * (-1.0 / 87178291200 + z * (1.0 / 20922789888000 + z * (-1.0 / 6402373705728000)))))));
-  const double h = 0.5 * z;
-  const double w = 1.0 - h;
-  return w + (((1.0 - w) - h) + (z * z * p - rh * rl));
+inline int degrees_tiny_scalar(double x, double *r) {
+  const int s = non_finite(x, r);
+  if (s >= 0) return s;
+  *r = degrees_tiny(x);  // sin and tan agree to the last bit here
+  return 0;
 }
 
-// sin (odd = true) or cos of a finite x degrees, exactly reduced. The pair
-// gives tiny arguments their product with pi/180 scaled, rounded once.
-inline double sind_cosd_scalar(double x, bool odd) {
-  const double a = __builtin_fabs(x);
-  if (as<uint64_t>(a) >> 52 < 1000) {  // below 2^-23
-    if (!odd) return 1.0;
-    if (x == 0) return x;
-    const double y = x * 0x1p100;  // exact
-    double yh, yl;
-    exact::split(y, yh, yl);  // yh * kDegreeHi and yl * kDegreeHi are exact (20-bit head)
-    return (yh * kDegreeHi + (yl * kDegreeHi + y * kDegreeLo)) * 0x1p-100;
-  }
-  const double t = mod360(a);
-  const int q = (int)(t * (1.0 / 90) + 0.5);  // t >= 0: nearest, without a call to rint
-  const double r = t - 90.0 * q;  // exact, |r| <= 45
-  const int quadrant = (q + (odd ? 0 : 1)) & 3;
-  double v = (quadrant & 1) ? cos_deg_small(r) : sin_deg_small(r);
-  if (quadrant & 2) v = -v;
-  v += 0.0;  // a zero result is +0 before the sign of x
-  return odd && x < 0 ? -v : v;
+// The scalar routine of the LA and EP degree kernels K: NaN, infinities, and
+// magnitudes beyond the fast path, whose exact remainder modulo 360 then goes
+// through the kernel's own lane formula. `odd`: the sign of x carries over.
+template <class K> int degrees_scalar(double x, bool odd, double *r) {
+  const int s = non_finite(x, r);
+  if (s >= 0) return s;
+  const double t = mod360(__builtin_fabs(x));
+  vl2 bad;
+  const double v = K::lanes(vd2{t, t}, bad)[0];
+  *r = odd && x < 0 ? -v : v;
+  return 0;
 }
 
 }  // namespace qor::kernels::pideg

@@ -25,7 +25,7 @@ template <bool LA> struct DSindPoly {
 
   static vd2 lanes(vd2 x, vl2 &bad) {
     const vd2 a = abs(x);
-    bad = above(a, 67108864.0);  // 2^26
+    bad = above(a, 67108864.0);  // 2^26: the scalar routine reduces modulo 360 exactly
     const vd2 t = a * 0.0055555555555555558 + kShifter;
     const vd2 r = xor_bits(a - (t - kShifter) * 180.0, parity_sign(t));  // exact, |r| <= 90
     vd2 v;
@@ -33,12 +33,7 @@ template <bool LA> struct DSindPoly {
     else v = sin_poly_ep(r * kDegree);
     return xor_bits(v + 0.0, sign_of(x));
   }
-  static int scalar(const double *x, double *r) {
-    const int s = non_finite(*x, r);
-    if (s >= 0) return s;
-    *r = sind_cosd_scalar(*x, true);
-    return 0;
-  }
+  static int scalar(const double *x, double *r) { return degrees_scalar<DSindPoly>(*x, true, r); }
 };
 using DSindLA = DSindPoly<true>;
 using DSindEP = DSindPoly<false>;
@@ -61,12 +56,7 @@ struct DSindHA {
     gather4(pideg_tables::kSinRows, k0 & 511, k1 & 511, c_lo, c_hi, s_hi, s_lo);
     return xor_bits(sin_rows(r, r_lo, c_lo, c_hi, s_hi, s_lo) + 0.0, sign_of(x));
   }
-  static int scalar(const double *x, double *r) {
-    const int s = non_finite(*x, r);
-    if (s >= 0) return s;
-    *r = sind_cosd_scalar(*x, true);
-    return 0;
-  }
+  static int scalar(const double *x, double *r) { return degrees_tiny_scalar(*x, r); }
 };
 
 QOR_ACCURACY(dSind, LA, ULP, 4.0)

@@ -25,12 +25,7 @@ struct DTandBase {
   static constexpr int kIn = 1, kOut = 1;
   static constexpr double kPad = 0.75;
   static constexpr const char *kName = "vdTand";
-  static int scalar(const double *x, double *r) {
-    const int s = non_finite(*x, r);
-    if (s >= 0) return s;
-    *r = sind_cosd_scalar(*x, true);  // tiny: tan equals sin to the last bit
-    return 0;
-  }
+  static int scalar(const double *x, double *r) { return degrees_tiny_scalar(*x, r); }
 };
 
 // HA: the degree tangent table, the pole term and its reciprocal as pairs.
