@@ -214,28 +214,37 @@ inline vd2 pole_select(vd2 v, vl2 pole, vq2 sign) {
 
 // Scalar routines.
 
-// |x| below 2^-53: pi*x correctly rounded, also into the denormals. x*2^82 is
-// split, multiplied by pi as 3.1415926218032837 + 3.178650954705639e-08 and
-// scaled back; a result in the denormal range is rounded to its grid once.
-inline double pi_times_tiny(double x) {
-  constexpr double kUp = 4.835703278458517e+24, kDown = 2.0679515313825692e-25;  // 2^82, 2^-82
-  constexpr double kP1 = 3.1415926218032837, kP2 = 3.178650954705639e-08;
-  const double y = x * kUp;  // exact; a factor (1 + x) would round to 1 - 2^-53 for small negative x
-  double yh, yl;
-  exact::split(y, yh, yl);
-  const double hi = yh * kP1, lo = yl * kP1 + y * kP2;
+// (hi + lo) * 2^-k rounded once, hi + lo given with |lo| much below |hi|,
+// scaled so that hi + lo is normal: a denormal result is rounded to its grid
+// before the exact scaling, so that it does not round twice.
+template <int K> inline double scale_down_once(double hi, double lo) {
+  const double down = as<double>((uint64_t)(1023 - K) << 52);
   double s, e;
   exact::fast_two_sum(hi, lo, s, e);
-  if (__builtin_fabs(s) >= 0x1p-940) return s * kDown;  // a normal result: the scaling is exact
-  // A denormal result: round hi + lo to its grid (2^-1074, that is 2^-992
-  // before scaling) in one step.
-  constexpr double kGrid = 0x1p-992, kGridShift = 0x1.8p-940;
-  const double q = (s + kGridShift) - kGridShift;
+  const double normal = as<double>((uint64_t)(1023 - 1022 + K) << 52);  // 2^(K - 1022)
+  if (__builtin_fabs(s) >= normal) return s * down;
+  // On the magnitude, so that the sum with the shifter stays in its binade.
+  const bool negative = s < 0;
+  if (negative) s = -s, e = -e;
+  const double grid = as<double>((uint64_t)(1023 - 1074 + K) << 52);       // 2^(K - 1074)
+  const double shift = 1.5 * as<double>((uint64_t)(1023 - 1022 + K) << 52);  // ulp = grid
+  const double q = (s + shift) - shift;
   const double rest = (s - q) + e;
   double v = q;
-  if (rest > 0.5 * kGrid) v += kGrid;
-  else if (rest < -0.5 * kGrid) v -= kGrid;
-  return v * kDown;
+  if (rest > 0.5 * grid) v += grid;
+  else if (rest < -0.5 * grid) v -= grid;
+  v *= down;
+  return negative ? -v : v;  // a zero keeps the sign of the product
+}
+
+// |x| below 2^-53: pi*x correctly rounded, also into the denormals. x*2^82 is
+// split and multiplied by pi as 3.1415926218032837 + 3.178650954705639e-08.
+inline double pi_times_tiny(double x) {
+  constexpr double kP1 = 3.1415926218032837, kP2 = 3.178650954705639e-08;
+  const double y = x * 4.835703278458517e+24;  // 2^82, exact; a factor (1 + x) would round to 1 - 2^-53 for small negative x
+  double yh, yl;
+  exact::split(y, yh, yl);
+  return scale_down_once<82>(yh * kP1, yl * kP1 + y * kP2);
 }
 
 // NaN and infinities of every routine here: NaN gives x + x (status 0),
@@ -282,13 +291,13 @@ inline double mod360(double a) {
 
 // x pi/180 for tiny x (below 2^-964, where the table forms would lose the
 // low part of their pair): the product with the pair, scaled up by 2^100 so
-// that the partial products are exact, rounded once before scaling back.
+// that the partial products are exact, rounded once into the result's grid.
 inline double degrees_tiny(double x) {
   if (x == 0) return x;
   const double y = x * 0x1p100;  // exact
   double yh, yl;
   exact::split(y, yh, yl);  // yh * kDegreeHi and yl * kDegreeHi are exact (20-bit head)
-  return (yh * kDegreeHi + (yl * kDegreeHi + y * kDegreeLo)) * 0x1p-100;
+  return scale_down_once<100>(yh * kDegreeHi, yl * kDegreeHi + y * kDegreeLo);
 }
 inline int degrees_tiny_scalar(double x, double *r) {
   const int s = non_finite(x, r);
