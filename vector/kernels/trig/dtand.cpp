@@ -1,14 +1,13 @@
-// dTand, tan(x degrees), in three tiers. The exponent of a huge |x| is
-// folded (mod 12) and the remainder modulo 360 taken. HA: the remainder
-// modulo 0.703125 degrees (pi/256) picks row k mod 256 of the degree tangent
-// table, tan = A/(B - r pi/180) + c0 + c1 r + ... in r degrees, with the pole
-// term and its reciprocal carried as pairs and the leading terms summed
-// exactly; at a pole (B - r = 0, A = 1) the result is +-Inf by the half turn
-// of the remainder (bit 8 of k). LA and EP: the nearest multiple of 90
-// degrees and a rational function in r pi/180 (no table, no gathers: about
-// half the time of the table form). No status at a pole; a zero result has
-// the sign of x. Below 2^-964 the scalar routine gives the product with
-// pi/180 scaled, rounded once.
+// dTand, tan(x degrees), in three tiers, all on the degree tangent table.
+// The exponent of a huge |x| is folded (mod 12), the remainder modulo 360
+// and then modulo 0.703125 degrees (pi/256) picks row k mod 256, and
+// tan = A/(B - r pi/180) + c0 + c1 r + ... in r degrees. HA carries the pole
+// term and its reciprocal as pairs and sums the leading terms exactly; LA
+// divides once and evaluates in double; EP takes the reciprocal estimate with
+// two Newton steps and stops at r^5. At a pole (B - r = 0, A = 1) the result
+// is +-Inf by the half turn of the remainder (bit 8 of k), with no status; a
+// zero result has the sign of x. Below 2^-964 the scalar routine gives the
+// product with pi/180 scaled, rounded once.
 #include "vector/dispatch/accuracy.h"
 #include "vector/dispatch/kernel_defs.h"
 #include "vector/kernels/trig/dpideg_common.h"
@@ -20,17 +19,12 @@ namespace {
 using namespace qor::simd;
 using namespace qor::kernels::pideg;
 
-struct DTandBase {
+// Tier: 0 LA, 1 HA, 2 EP.
+template <int Tier> struct DTand {
   using T = double;
-  static constexpr int kIn = 1, kOut = 1;
+  static constexpr int kIn = 1, kOut = 1, kBlock = Tier == 1 ? 4 : 8;
   static constexpr double kPad = 0.75;
   static constexpr const char *kName = "vdTand";
-  static int scalar(const double *x, double *r) { return degrees_tiny_scalar(*x, r); }
-};
-
-// HA: the degree tangent table, the pole term and its reciprocal as pairs.
-struct DTandHA : DTandBase {
-  static constexpr int kBlock = 4;
   static vd2 lanes(vd2 x, vl2 &bad) {
     const vd2 a = abs(x);
     bad = tiny_or_non_finite(a, 6.4133387520287129e-291);
@@ -40,58 +34,28 @@ struct DTandHA : DTandBase {
     low_words(k, k0, k1);
     TanRow w;
     gather_tan(pideg_tables::kTandRows, k0 & 255, k1 & 255, w);
-    vd2 rr, rr_lo;
-    times_pair(r, kDegree, kDegreeHi, kDegreeLo, rr, rr_lo);
     vl2 pole;
-    vd2 v = tan_rows_ha(w, r, vd2{}, rr, rr_lo, pole);
-    v = pole_select(v, pole, (k << 55) & kSignBit);  // bit 8 of k: the second half turn
+    vd2 v;
+    if constexpr (Tier == 1) {
+      vd2 rr, rr_lo;
+      times_pair(r, kDegree, kDegreeHi, kDegreeLo, rr, rr_lo);
+      v = tan_rows_ha(w, r, vd2{}, rr, rr_lo, pole);
+    } else {
+      const vd2 d = (w.v[kBHi] - r * kDegree) + w.v[kBLo];
+      const vd2 y = Tier == 0 ? w.v[kA] / d : w.v[kA] * reciprocal(d);
+      vd2 p;
+      if constexpr (Tier == 0)
+        p = w.v[kC2] + r * (w.v[kC2 + 1] + r * (w.v[kC2 + 2] + r * (w.v[kC2 + 3] + r * (w.v[kC2 + 4] + r * w.v[kC2 + 5]))));
+      else
+        p = w.v[kC2] + r * (w.v[kC2 + 1] + r * (w.v[kC2 + 2] + r * w.v[kC2 + 3]));
+      v = y + (w.v[kC0Hi] + r * (w.v[kC1Hi] + r * p));
+      pole = as<vl2>(d == 0.0) & as<vl2>(w.v[kA] != 0.0);
+    }
+    v = pole_select(v, pole, (k << 55) & kSignBit);
     return xor_bits(v, sign_of(x));
   }
+  static int scalar(const double *x, double *r) { return degrees_tiny_scalar(*x, r); }
 };
-
-// LA and EP: the same folding and remainder modulo 360, then the nearest
-// multiple q of 90 degrees, r = t - 90 q exactly, and the rational forms of
-// dTan LA and EP in r pi/180 (|r| <= 45 degrees); odd q swaps numerator and
-// denominator and flips the sign. A pole (odd q, r = 0) is +Inf for q = 1
-// mod 4 and -Inf for q = 3 mod 4.
-template <class Rational> struct DTandRational : DTandBase {
-  static constexpr int kBlock = 8;
-  static vd2 lanes(vd2 x, vl2 &bad) {
-    constexpr double kShift63 = 2.7670116110564327e+19;  // 3 * 2^63
-    const vd2 a = abs(x);
-    bad = tiny_or_non_finite(a, 6.4133387520287129e-291);
-    const vd2 f = fold_exponent(a);
-    const vd2 t = f - ((f * 0.0027777777777777779 + kShift63) - kShift63) * 360.0;
-    const vd2 s = t * 0.011111111111111112 + kShifter;
-    const vd2 r = t - (s - kShifter) * 90.0;  // exact, |r| <= 45 (and a hair)
-    const vq2 qb = as<vq2>(s);
-    const vl2 odd = as<vl2>(__builtin_shuffle(as<vi4>(qb << 63) >> 31, vi4{1, 1, 3, 3}));
-    vd2 num, den;
-    Rational::eval(r * kDegree, num, den);
-    vd2 v = select(odd, den, num) / select(odd, num, den);
-    v = xor_bits(v, as<vq2>(odd) & kSignBit);
-    const vq2 at_pole = as<vq2>(as<vl2>(r == 0.0) & odd) & kSignBit;
-    v = as<vd2>((as<vq2>(v) & ~at_pole) | ((qb << 62) & at_pole));
-    return xor_bits(v, sign_of(x));
-  }
-};
-
-struct LARational {  // degree 7 over 6
-  static void eval(vd2 r, vd2 &num, vd2 &den) {
-    const vd2 z = r * r;
-    num = r + r * z * ((-7.4836345641659391e-06 * z + 0.0028059181997214249) * z - 0.12828347003747023);
-    den = 1.0 + z * (((-0.00020844803827304198 * z + 0.023344852656587221) * z) - 0.46161680337080113);
-  }
-};
-struct EPRational {  // degree 5 over 4
-  static void eval(vd2 r, vd2 &num, vd2 &den) {
-    const vd2 z = r * r;
-    num = r * (1.1559034178886809 - 0.12872306814578047 * z + 0.0012427749419586368 * z * z);
-    den = 1.1559034178631502 - 0.51402420551256156 * z + 0.018463698006558116 * z * z;
-  }
-};
-using DTandLA = DTandRational<LARational>;
-using DTandEP = DTandRational<EPRational>;
 
 QOR_ACCURACY(dTand, LA, ULP, 4.0)
 QOR_ACCURACY(dTand, HA, ULP, 1.0)
@@ -108,6 +72,6 @@ QOR_INTERVAL_LOG(dTand, 1.0e15, 1.0e25, 100000)
 }  // namespace qor::kernels
 
 using qor::bex::StandardEnv;
-QOR_UNARY_KERNELS(dTand, LA, qor::kernels::DTandLA, StandardEnv)
-QOR_UNARY_KERNELS(dTand, HA, qor::kernels::DTandHA, StandardEnv)
-QOR_UNARY_KERNELS(dTand, EP, qor::kernels::DTandEP, StandardEnv)
+QOR_UNARY_KERNELS(dTand, LA, qor::kernels::DTand<0>, StandardEnv)
+QOR_UNARY_KERNELS(dTand, HA, qor::kernels::DTand<1>, StandardEnv)
+QOR_UNARY_KERNELS(dTand, EP, qor::kernels::DTand<2>, StandardEnv)
