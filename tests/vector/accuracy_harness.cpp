@@ -4,7 +4,9 @@
 // is compared with its bound: at most `bound` ulp, or at least `bound` correct
 // bits (a bound of 0.5 ulp asks for the correctly rounded result). Two-input
 // entries (QOR_INTERVAL2) run over random pairs and every pair of special
-// values. The strided form with stride 2 must give the same bits.
+// values; SinCos and CIS are checked in both results. Periodic functions also
+// run over the inputs of accuracy_points.cpp, where reduction is hardest. The
+// strided form with stride 2 must give the same bits.
 //
 //   qor_accuracy --quick   a sample of each interval (part of make test)
 //   qor_accuracy --long    the declared counts, as a table (make accuracy)
@@ -21,6 +23,7 @@
 #include <string>
 #include <vector>
 
+#include "accuracy_points.h"
 #include "qor/qor_bex.h"
 
 namespace {
@@ -124,6 +127,17 @@ int pow3o2_ref(mpfr_ptr y, mpfr_srcptr x, mpfr_rnd_t rnd) {
   return mpfr_mul(y, y, x, rnd);
 }
 
+// The degree forms: one turn is 360. A zero tangent (at a multiple of 180
+// degrees, or an integer in half-turns) keeps the sign of x.
+int sind_ref(mpfr_ptr y, mpfr_srcptr x, mpfr_rnd_t rnd) { return mpfr_sinu(y, x, 360, rnd); }
+int cosd_ref(mpfr_ptr y, mpfr_srcptr x, mpfr_rnd_t rnd) { return mpfr_cosu(y, x, 360, rnd); }
+int zero_signed_as_x(mpfr_ptr y, mpfr_srcptr x, int t) {
+  if (mpfr_zero_p(y)) mpfr_set_zero(y, mpfr_signbit(x) ? -1 : 1);
+  return t;
+}
+int tand_ref(mpfr_ptr y, mpfr_srcptr x, mpfr_rnd_t rnd) { return zero_signed_as_x(y, x, mpfr_tanu(y, x, 360, rnd)); }
+int tanpi_ref(mpfr_ptr y, mpfr_srcptr x, mpfr_rnd_t rnd) { return zero_signed_as_x(y, x, mpfr_tanpi(y, x, rnd)); }
+
 struct Reference {
   const char *func;
   MpfrUnary f;
@@ -135,6 +149,8 @@ const Reference kReferences[] = {
     {"Sqrt", mpfr_sqrt}, {"InvSqrt", mpfr_rec_sqrt}, {"Cbrt", mpfr_cbrt},
     {"Inv", inv_ref}, {"InvCbrt", inv_cbrt_ref}, {"Pow2o3", pow2o3_ref}, {"Pow3o2", pow3o2_ref},
     {"Sin", mpfr_sin}, {"Cos", mpfr_cos}, {"Tan", mpfr_tan},
+    {"Sinpi", mpfr_sinpi}, {"Cospi", mpfr_cospi}, {"Tanpi", tanpi_ref},
+    {"Sind", sind_ref}, {"Cosd", cosd_ref}, {"Tand", tand_ref},
     {"Sinh", mpfr_sinh}, {"Cosh", mpfr_cosh}, {"Tanh", mpfr_tanh},
     {"Asin", mpfr_asin}, {"Acos", mpfr_acos}, {"Atan", mpfr_atan},
     {"Asinh", mpfr_asinh}, {"Acosh", mpfr_acosh}, {"Atanh", mpfr_atanh},
@@ -169,7 +185,12 @@ const Reference2 kReferences2[] = {
     {"Div", mpfr_div}, {"Hypot", mpfr_hypot}, {"Pow", mpfr_pow}, {"Powr", powr_ref}, {"Powx", mpfr_pow},
 };
 
+// Entries with two results of one input: SinCos gives (sin, cos) in two
+// arrays, CIS the complex cos + i sin, interleaved.
+bool two_results(const char *entry) { return strcmp(entry + 1, "SinCos") == 0 || strcmp(entry + 1, "CIS") == 0; }
+
 MpfrUnary reference_of(const char *entry) {
+  if (two_results(entry)) return mpfr_sin;
   for (const Reference &r : kReferences)
     if (strcmp(entry + 1, r.func) == 0) return r.f;
   return nullptr;
@@ -246,6 +267,19 @@ template <class T> std::vector<T> special_values(const Interval &iv) {
   return v;
 }
 
+// The inputs of one interval: special values, random ones, and on the first
+// interval the reduction points of a periodic function.
+template <class T>
+std::vector<T> inputs_of(const Decl &d, const Interval &iv, bool first, bool quick, std::mt19937_64 &rng) {
+  const long count = quick ? std::min(iv.count, 40000L) : iv.count;
+  std::vector<T> in = special_values<T>(iv);
+  if (first)
+    for (T x : reduction_points<T>(d.entry + 1, quick)) in.push_back(x);
+  std::uniform_real_distribution<double> u(iv.log_scale ? log(iv.lo) : iv.lo, iv.log_scale ? log(iv.hi) : iv.hi);
+  for (long i = 0; i < count; ++i) in.push_back((T)(iv.log_scale ? exp(u(rng)) : u(rng)));
+  return in;
+}
+
 template <class T>
 void run(const Decl &d, MpfrUnary ref_fn, const std::vector<const Interval *> &ivs, bool quick, Result &res) {
   using Unit = void (*)(int, const T *, T *);
@@ -257,11 +291,7 @@ void run(const Decl &d, MpfrUnary ref_fn, const std::vector<const Interval *> &i
   mpfr_inits2(160, x, y, tmp, (mpfr_ptr)0);
   for (const Interval *iv : ivs) {
     if (iv->two) continue;
-    long count = quick ? std::min(iv->count, 40000L) : iv->count;
-    std::vector<T> in = special_values<T>(*iv);
-    std::uniform_real_distribution<double> u(iv->log_scale ? log(iv->lo) : iv->lo,
-                                             iv->log_scale ? log(iv->hi) : iv->hi);
-    for (long i = 0; i < count; ++i) in.push_back((T)(iv->log_scale ? exp(u(rng)) : u(rng)));
+    std::vector<T> in = inputs_of<T>(d, *iv, iv == ivs.front(), quick, rng);
     const int n = (int)in.size();
     std::vector<T> out(n), in2(2 * n), out2(2 * n);
     for (int i = 0; i < n; ++i) in2[2 * i] = in[i];
@@ -272,6 +302,45 @@ void run(const Decl &d, MpfrUnary ref_fn, const std::vector<const Interval *> &i
       mpfr_set_d(x, (double)in[i], MPFR_RNDN);
       ref_fn(y, x, MPFR_RNDN);
       res.note(error_of<T>(out[i], y, d.kind, tmp), (double)in[i]);
+    }
+    res.count += n;
+  }
+  mpfr_clears(x, y, tmp, (mpfr_ptr)0);
+}
+
+// SinCos (n, a, r1, r2) and CIS (n, a, r) with r[2k] = cos, r[2k+1] = sin;
+// the strided forms with stride 2 on the input and each result.
+template <class T> void run_two_results(const Decl &d, const std::vector<const Interval *> &ivs, bool quick, Result &res) {
+  const bool cis = strcmp(d.entry + 1, "CIS") == 0;
+  void *unit = table_kernel(d.entry, d.tier), *strided = table_kernel(std::string(d.entry) + "I", d.tier);
+  std::mt19937_64 rng(12345);
+  mpfr_t x, y, tmp;
+  mpfr_inits2(160, x, y, tmp, (mpfr_ptr)0);
+  for (const Interval *iv : ivs) {
+    if (iv->two) continue;
+    std::vector<T> in = inputs_of<T>(d, *iv, iv == ivs.front(), quick, rng);
+    const int n = (int)in.size();
+    std::vector<T> s(n), c(n), in2(2 * n), s2(2 * n), c2(2 * n), z(2 * n), z2(4 * n);
+    for (int i = 0; i < n; ++i) in2[2 * i] = in[i];
+    if (cis) {
+      ((void (*)(int, const T *, T *))unit)(n, in.data(), z.data());
+      if (strided) ((void (*)(int, const T *, int, T *, int))strided)(n, in2.data(), 2, z2.data(), 2);
+      for (int i = 0; i < n; ++i) {
+        c[i] = z[2 * i], s[i] = z[2 * i + 1], c2[2 * i] = z2[4 * i], s2[2 * i] = z2[4 * i + 1];
+      }
+    } else {
+      ((void (*)(int, const T *, T *, T *))unit)(n, in.data(), s.data(), c.data());
+      if (strided)
+        ((void (*)(int, const T *, int, T *, int, T *, int))strided)(n, in2.data(), 2, s2.data(), 2, c2.data(), 2);
+    }
+    for (int i = 0; i < n; ++i) {
+      if (strided && (memcmp(&s[i], &s2[2 * i], sizeof(T)) != 0 || memcmp(&c[i], &c2[2 * i], sizeof(T)) != 0))
+        ++res.mismatches;
+      mpfr_set_d(x, (double)in[i], MPFR_RNDN);
+      mpfr_sin(y, x, MPFR_RNDN);
+      res.note(error_of<T>(s[i], y, d.kind, tmp), (double)in[i]);
+      mpfr_cos(y, x, MPFR_RNDN);
+      res.note(error_of<T>(c[i], y, d.kind, tmp), (double)in[i]);
     }
     res.count += n;
   }
@@ -409,14 +478,18 @@ int main(int argc, char **argv) {
       continue;
     }
     Result res;
+    const bool single = d.entry[0] == 's' || d.entry[0] == 'c';
     if (strstr(d.entry, "Powx")) {
-      if (d.entry[0] == 's') run_powx<float>(d, ivs, quick, res);
+      if (single) run_powx<float>(d, ivs, quick, res);
       else run_powx<double>(d, ivs, quick, res);
+    } else if (two_results(d.entry)) {
+      if (single) run_two_results<float>(d, ivs, quick, res);
+      else run_two_results<double>(d, ivs, quick, res);
     } else if (ref2) {
-      if (d.entry[0] == 's') run2<float>(d, ref2, ivs, quick, res);
+      if (single) run2<float>(d, ref2, ivs, quick, res);
       else run2<double>(d, ref2, ivs, quick, res);
     } else {
-      if (d.entry[0] == 's') run<float>(d, ref, ivs, quick, res);
+      if (single) run<float>(d, ref, ivs, quick, res);
       else run<double>(d, ref, ivs, quick, res);
     }
     ++run_count;

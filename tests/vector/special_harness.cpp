@@ -4,6 +4,8 @@
 //   QOR_SPECIAL(sLn, 0.0f, -INFINITY, 2)           one input
 //   QOR_SPECIAL2(sDiv, 1.0f, 0.0f, INFINITY, 2)    two inputs
 //   QOR_SPECIAL_POWX(sPowx, -2.0f, 3.0f, -8.0f, 0) an array and a scalar exponent
+//   QOR_SPECIAL_TWO(dSinCos, INFINITY, NAN, NAN, 1) two results: SinCos (sin, cos),
+//                                                  CIS (real, imaginary)
 //
 // Every row runs in every slot of the entry, unit and strided, at the head of
 // a block, inside it and in the tail, among pad values (0.75, harmless in every
@@ -27,17 +29,19 @@ namespace {
 
 struct Row {
   const char *entry;
-  int arity;  // 1, 2, or 3 for an array and a scalar (Powx)
-  double a, b, expected;
+  int arity;  // 1, 2, 3 for an array and a scalar (Powx), 4 for two results
+  double a, b, expected, expected2;
   int status;
   const char *text;
 };
 
-#define QOR_SPECIAL(entry, a, expected, status) {#entry, 1, (double)(a), 0.0, (double)(expected), status, #a},
+#define QOR_SPECIAL(entry, a, expected, status) {#entry, 1, (double)(a), 0.0, (double)(expected), 0.0, status, #a},
 #define QOR_SPECIAL2(entry, a, b, expected, status) \
-  {#entry, 2, (double)(a), (double)(b), (double)(expected), status, #a ", " #b},
+  {#entry, 2, (double)(a), (double)(b), (double)(expected), 0.0, status, #a ", " #b},
 #define QOR_SPECIAL_POWX(entry, a, b, expected, status) \
-  {#entry, 3, (double)(a), (double)(b), (double)(expected), status, #a ", " #b},
+  {#entry, 3, (double)(a), (double)(b), (double)(expected), 0.0, status, #a ", " #b},
+#define QOR_SPECIAL_TWO(entry, a, expected, expected2, status) \
+  {#entry, 4, (double)(a), 0.0, (double)(expected), (double)(expected2), status, #a},
 const Row kRows[] = {
 #include "special_rows.inc"
 };
@@ -86,13 +90,14 @@ const BexKernelTable *table_of(const std::string &entry) {
 
 // One call of slot `slot` with the special element at `pos`: unit form
 // (stride 0 below) or strided form with input strides 2 and 3, result stride 3.
+// The first result of element i comes back at i, a second one at kN + i.
 template <class T> struct Call {
   const Row &row;
   const BexKernelTable *unit, *strided;
 
   std::vector<T> run(int slot, int pos, bool use_strided) const {
     const int inca = use_strided ? 2 : 1, incb = use_strided ? 3 : 1, incr = use_strided ? 3 : 1;
-    std::vector<T> a(kN * inca, (T)kPad), b(kN * incb, (T)kPad), r(kN * incr, (T)-7);
+    std::vector<T> a(kN * inca, (T)kPad), b(kN * incb, (T)kPad), r(2 * kN * incr, (T)-7), r2(kN * incr, (T)-7);
     if (pos >= 0) a[pos * inca] = (T)row.a, b[pos * incb] = (T)row.b;
     void *k = use_strided ? strided->kernel[slot] : unit->kernel[slot];
     if (row.arity == 1 && !use_strided) ((void (*)(int, const T *, T *))k)(kN, a.data(), r.data());
@@ -104,8 +109,18 @@ template <class T> struct Call {
     if (row.arity == 3 && !use_strided) ((void (*)(int, const T *, T, T *))k)(kN, a.data(), (T)row.b, r.data());
     if (row.arity == 3 && use_strided)
       ((void (*)(int, const T *, int, T, T *, int))k)(kN, a.data(), inca, (T)row.b, r.data(), incr);
-    std::vector<T> out(kN);
-    for (int i = 0; i < kN; ++i) out[i] = r[i * incr];
+    const bool cis = row.arity == 4 && strstr(row.entry, "CIS");
+    if (row.arity == 4 && cis && !use_strided) ((void (*)(int, const T *, T *))k)(kN, a.data(), r.data());
+    if (row.arity == 4 && cis && use_strided)
+      ((void (*)(int, const T *, int, T *, int))k)(kN, a.data(), inca, r.data(), incr);
+    if (row.arity == 4 && !cis && !use_strided) ((void (*)(int, const T *, T *, T *))k)(kN, a.data(), r.data(), r2.data());
+    if (row.arity == 4 && !cis && use_strided)
+      ((void (*)(int, const T *, int, T *, int, T *, int))k)(kN, a.data(), inca, r.data(), incr, r2.data(), incr);
+    std::vector<T> out(2 * kN);
+    for (int i = 0; i < kN; ++i) {
+      out[i] = r[(cis ? 2 * i : i) * incr];
+      out[kN + i] = cis ? r[2 * i * incr + 1] : r2[i * incr];
+    }
     return out;
   }
 };
@@ -133,8 +148,14 @@ template <class T> void check_row(const Row &row) {
           snprintf(buf, sizeof buf, "result %.17g (%a), expected %.17g", (double)got, (double)got, row.expected);
           fail(row, form, slot, pos, buf);
         }
-        for (int i = 0; i < kN; ++i)
-          if (i != pos && memcmp(&r[i], &pads[i], sizeof(T)) != 0) fail(row, form, slot, pos, "a neighbour changed");
+        const T got2 = r[kN + pos];
+        if (row.arity == 4 && (!same(got2, row.expected2) || (isnan(got2) && !quiet_nan(got2)))) {
+          snprintf(buf, sizeof buf, "second result %.17g (%a), expected %.17g", (double)got2, (double)got2,
+                   row.expected2);
+          fail(row, form, slot, pos, buf);
+        }
+        for (int i = 0; i < 2 * kN; ++i)
+          if (i % kN != pos && memcmp(&r[i], &pads[i], sizeof(T)) != 0) fail(row, form, slot, pos, "a neighbour changed");
         if (qor_bex_kernel_GetErrStatus() != row.status) {
           snprintf(buf, sizeof buf, "thread status %d, expected %d", qor_bex_kernel_GetErrStatus(), row.status);
           fail(row, form, slot, pos, buf);
@@ -166,7 +187,7 @@ template <class T> void check_row(const Row &row) {
         g_records.clear();
         errno = 0;
         std::vector<T> q = call.run(slot, pos, s);
-        if (!same(q[pos], got)) fail(row, form, slot, pos, "another result under ERRMODE_NOERR");
+        if (!same(q[pos], got) || !same(q[kN + pos], got2)) fail(row, form, slot, pos, "another result under ERRMODE_NOERR");
         if (qor_bex_kernel_GetErrStatus() != 0 || errno != 0 || !g_records.empty())
           fail(row, form, slot, pos, "a report under ERRMODE_NOERR");
         qor_bex_kernel_SetMode(BEX_ERRMODE_DEFAULT);
@@ -180,7 +201,7 @@ template <class T> void check_row(const Row &row) {
 int main() {
   qor_bex_kernel_SetInterfInputVectorPointer(nullptr);
   for (const Row &row : kRows) {
-    if (row.entry[0] == 's') check_row<float>(row);
+    if (row.entry[0] == 's' || row.entry[0] == 'c') check_row<float>(row);
     else check_row<double>(row);
   }
   const size_t rows = sizeof kRows / sizeof kRows[0];
