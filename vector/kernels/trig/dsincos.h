@@ -66,6 +66,8 @@ template <bool kEP> inline void sincos_fast(vd2 a, vd2 &s, vd2 &c) {
     s = bxor(sincos_poly_la(rs), sign);
     c = bxor(sincos_poly_la(rc), bxor(sign, sign_of(r2)));
   }
+  // As in the cosine kernel: where pi/2 - |x| rounds to pi/2, the cosine is 1.
+  c = select(bits::eq(1.5707963267948966 - a, 1.5707963267948966), vd2{} + 1.0, c);
 }
 
 // A description of a tier for the frame: outputs in the order sin, cos
