@@ -76,6 +76,25 @@
     ::qor::bex::Frame<KI, Env>::run_strided(n, {{a, a}, {inca, inca}, {r1, r2}, {incr1, incr2}});     \
   }
 
+// One real input, interleaved complex output (CIS): a two-output description
+// K (lanes(V a, V &re, V &im, M &bad)) whose first result is the real part and
+// second the imaginary part. r points at n complex elements seen as pairs of
+// K::T; incr counts complex elements. Both forms run the frame's strided
+// addressing with the two results 2 (2 * incr) elements apart; statuses are
+// reported with the real input and the real and imaginary result parts.
+#define QOR_R2C_KERNELS(entry, tag, KU, KI, Env)                                                       \
+  QOR_UNIT_TABLE(entry)                                                                               \
+  extern "C" void qor_k_##entry##_##tag(int n, const KU::T *a, KU::T *r) {                            \
+    ::qor::bex::Frame<KU, Env>::run_strided(n, {{a, a}, {1, 1}, {r, r + 1}, {2, 2}});                 \
+  }                                                                                                   \
+  extern "C" void qor_k_##entry##I_##tag(int n, const KU::T *a, int inca, KU::T *r, int incr) {      \
+    if (inca == 1 && incr == 1) {                                                                     \
+      using Unit = void (*)(int, const KU::T *, KU::T *);                                             \
+      QOR_FORWARD_UNIT(entry, tag, Unit, n, a, r);                                                    \
+    }                                                                                                 \
+    ::qor::bex::Frame<KI, Env>::run_strided(n, {{a, a}, {inca, inca}, {r, r + 1}, {2 * incr, 2 * incr}}); \
+  }
+
 // Kernels with a loop of their own instead of the frame's (plain element
 // loops, complex block kernels). E is the element pointer type the kernel
 // works in (float or double; complex elements as interleaved pairs); the
