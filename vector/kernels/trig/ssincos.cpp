@@ -7,22 +7,10 @@ namespace qor::kernels {
 namespace {
 using namespace strig;
 
-template <Tier K, int Block> struct SSinCos {
-  using T = float;
-  static constexpr int kIn = 1, kOut = 2, kBlock = Block;
-  static constexpr float kPad = 0.75f;
-  static constexpr const char *kName = "vsSinCos";
-  static void lanes(vf4 x, vf4 &s, vf4 &c, vi4 &bad) {
-    const vf4 ax = fabs4(x);
-    bad = non_finite(ax);
-    sincos_abs<K>(ax, s, c);
-    s = xor_sign(s, sign_of(x));
-  }
-  static int scalar(const float *a, float *s, float *c) { return nonfinite_scalar2(*a, s, c); }
-};
-using SSinCosLA = SSinCos<kLA, 32>;
-using SSinCosHA = SSinCos<kHA, 16>;
-using SSinCosEP = SSinCos<kEP, 32>;
+constexpr char kName[] = "vsSinCos";
+using SSinCosLA = SinCosK<kLA, 32, false, kName>;
+using SSinCosHA = SinCosK<kHA, 16, false, kName>;
+using SSinCosEP = SinCosK<kEP, 32, false, kName>;
 
 QOR_ACCURACY(sSinCos, LA, ULP, 4.0)
 QOR_ACCURACY(sSinCos, HA, ULP, 1.0)

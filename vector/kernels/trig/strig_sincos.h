@@ -104,6 +104,25 @@ template <Tier K> inline void sincos_abs(vf4 ax, vf4 &sn, vf4 &cs) {
   cs = large_sin(ax, big, cs, 1);
 }
 
+// The description of SinCos (sine first) and CIS (cosine first, the real
+// part): the same lanes, so the two entries agree bit for bit.
+template <Tier K, int Block, bool CosFirst, const char *Name> struct SinCosK {
+  using T = float;
+  static constexpr int kIn = 1, kOut = 2, kBlock = Block;
+  static constexpr float kPad = 0.75f;
+  static constexpr const char *kName = Name;
+  static void lanes(vf4 x, vf4 &r1, vf4 &r2, vi4 &bad) {
+    const vf4 ax = fabs4(x);
+    bad = non_finite(ax);
+    vf4 s, c;
+    sincos_abs<K>(ax, s, c);
+    s = xor_sign(s, sign_of(x));
+    r1 = CosFirst ? c : s;
+    r2 = CosFirst ? s : c;
+  }
+  static int scalar(const float *a, float *r1, float *r2) { return nonfinite_scalar2(*a, r1, r2); }
+};
+
 }  // namespace
 }  // namespace qor::kernels::strig
 
