@@ -50,6 +50,15 @@ inline vf4 large_sin(vf4 ax, vi4 big, vf4 res, unsigned quarter) {
   const vf4 v = qor::simd::narrow(sin_row(k[0] + quarter * 64u, r[0]), sin_row(k[1] + quarter * 64u, r[1]));
   return select(big, v, res);
 }
+// sin and cos of |x| for the large lanes, from one reduction.
+inline void large_sincos(vf4 ax, vi4 big, vf4 &sn, vf4 &cs) {
+  if (__builtin_expect(!any(big), 1)) return;
+  vd2 r[2];
+  vq2 k[2];
+  reduce_large(ax, r, k);
+  sn = select(big, qor::simd::narrow(sin_row(k[0], r[0]), sin_row(k[1], r[1])), sn);
+  cs = select(big, qor::simd::narrow(sin_row(k[0] + 64u, r[0]), sin_row(k[1] + 64u, r[1])), cs);
+}
 // tan |x| for the large lanes: tan has period pi, row 2k of the tangent table.
 inline vf4 large_tan(vf4 ax, vi4 big, vf4 res) {
   if (__builtin_expect(!any(big), 1)) return res;

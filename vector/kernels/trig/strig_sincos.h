@@ -99,9 +99,7 @@ template <Tier K> inline void sincos_abs(vf4 ax, vf4 &sn, vf4 &cs) {
     cs = xor_sign(K == kLA ? la_poly<true>(rc) : ep_poly<true>(rc), par ^ rs ^ kSignBit);
     if constexpr (K == kEP) sn = ep_tiny(ax, sn);
   }
-  const vi4 big = above(ax, kThreshold);
-  sn = large_sin(ax, big, sn, 0);
-  cs = large_sin(ax, big, cs, 1);
+  large_sincos(ax, above(ax, kThreshold), sn, cs);
 }
 
 // The description of SinCos (sine first) and CIS (cosine first, the real
