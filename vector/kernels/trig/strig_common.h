@@ -23,12 +23,11 @@ inline vf4 xor_sign(vf4 x, vu4 s) { return as<vf4>(as<vu4>(x) ^ s); }
 // The parity of the integer held in the low bits of a shifted sum, as a sign bit.
 inline vu4 parity_sign(vf4 t) { return as<vu4>(t) << 31; }
 
-// Lanes of |x| that are Inf or NaN; lanes of |x| above `bound` that are finite.
+// Lanes of |x| that are Inf or NaN; lanes of |x| above `bound`, Inf and NaN
+// included: their large-path values are harmless, the scalar routine
+// replaces them.
 inline vi4 non_finite(vf4 ax) { return as<vi4>(ax) >= 0x7f800000; }
-inline vi4 above(vf4 ax, float bound) {
-  const vi4 b = as<vi4>(ax);
-  return (b > as<int32_t>(bound)) & (b < 0x7f800000);
-}
+inline vi4 above(vf4 ax, float bound) { return as<vi4>(ax) > as<int32_t>(bound); }
 inline bool any(vi4 m) { return lane_bits(m) != 0; }
 
 // Four float lanes as two double pairs, and back (one rounding).
