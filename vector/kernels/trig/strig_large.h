@@ -55,13 +55,24 @@ inline void reduce_large(vf4 ax, vd2 (&r)[2], vq2 (&k)[2]) {
   reduce_pair(as<vq2>(_mm_unpackhi_epi32(b, zero)), r[1], k[1]);
 }
 
+// Four consecutive floats of two rows, as four pairs of doubles (column j of
+// both rows in pair j): two vector loads, a transpose and four conversions.
+inline void rows4(const float *ra, const float *rb, vd2 &c0, vd2 &c1, vd2 &c2, vd2 &c3) {
+  const __m128 a = _mm_loadu_ps(ra), b = _mm_loadu_ps(rb);
+  const __m128 lo = _mm_unpacklo_ps(a, b), hi = _mm_unpackhi_ps(a, b);  // a0 b0 a1 b1, a2 b2 a3 b3
+  c0 = as<vd2>(_mm_cvtps_pd(lo));
+  c1 = as<vd2>(_mm_cvtps_pd(_mm_movehl_ps(lo, lo)));
+  c2 = as<vd2>(_mm_cvtps_pd(hi));
+  c3 = as<vd2>(_mm_cvtps_pd(_mm_movehl_ps(hi, hi)));
+}
+
 // sin(2 pi k/256 + r) for |r| <= pi/256 from row k of the sine table:
 // S cos r + C sin r = (S_hi + r C_hi) + (S_lo + r C_lo + S (cos r - 1) + C (sin r - r)),
 // where r C_hi is exact. Odd and even parts of degree 5 and 4 (error below
 // 1e-14 of the result): sin r - r and cos r - 1.
 inline vd2 sin_row(vq2 k, vd2 r) {
-  const float *ra = kSineS[k[0] & 255], *rb = kSineS[k[1] & 255];
-  const vd2 c_lo = {ra[0], rb[0]}, s_hi = {ra[1], rb[1]}, s_lo = {ra[2], rb[2]}, c_hi = {ra[3], rb[3]};
+  vd2 c_lo, s_hi, s_lo, c_hi;
+  rows4(kSineS[k[0] & 255], kSineS[k[1] & 255], c_lo, s_hi, s_lo, c_hi);
   const vd2 z = r * r;
   const vd2 sr = r * z * (-0.166666672f + z * 0.00833329186f);
   const vd2 cr = z * (-0.5 + z * 0.0416664928f);
@@ -73,10 +84,13 @@ inline vd2 sin_row(vq2 k, vd2 r) {
 // (B - r exactly 0 with A = 1) the quotient is +Inf; callers set the sign.
 inline vd2 tan_row(vq2 k, vd2 r) {
   const float *ra = kTangentS[k[0] & 255], *rb = kTangentS[k[1] & 255];
-  auto col = [&](int c) { return vd2{ra[c], rb[c]}; };
-  const vd2 d = (col(0) - r) + col(1);
-  const vd2 p = r * (col(5) + r * (col(6) + r * (col(7) + r * (col(8) + r * col(9)))));
-  return col(2) / d + (col(3) + (col(4) + p));
+  vd2 b_hi, b_lo, a, c0_hi, c0_lo, c1, c2, c3, c4, c5, skip;
+  rows4(ra, rb, b_hi, b_lo, a, c0_hi);
+  rows4(ra + 4, rb + 4, c0_lo, c1, c2, c3);
+  rows4(ra + 6, rb + 6, skip, skip, c4, c5);
+  const vd2 d = (b_hi - r) + b_lo;
+  const vd2 p = r * (c1 + r * (c2 + r * (c3 + r * (c4 + r * c5))));
+  return a / d + (c0_hi + (c0_lo + p));
 }
 
 }  // namespace
