@@ -106,6 +106,14 @@ inline vd2 sin_ha_poly(vd2 r) {
   return sin9(r, -0.16666659550427829, 0.0083330662460856901, -0.00019809602902257352, 2.605780638722852e-06);
 }
 
+// The odd degree-11 sine in double of the pi and degree forms, |r| <= pi/2.
+inline vd2 sin11_wide(vd2 r) {
+  const vd2 z = r * r;
+  return r + (r * z) * (-0.16666666626149496 +
+                        z * (0.0083333311085967768 +
+                             z * (-0.00019840868209067061 + z * (2.752538438200725e-06 + z * -2.3888908529596174e-08))));
+}
+
 // The exact remainder of a float |x| of 2^24 and above modulo 360, as a float
 // in [-180, 180]. From exponent 2^3 on, 2^(E+12) = 2^E modulo 360 (360 divides
 // 2^E (2^12 - 1)), so the exponent is folded into [3, 14] first, which keeps

@@ -2,8 +2,7 @@
 // shared by sSind and sCosd. Above 16777306 a lane is replaced by its exact
 // remainder modulo 360 and rejoins. LA and EP: N = rint(a/180), r = a - 180 N
 // exactly, sind(a) = (-1)^N sin(r pi/180), cosd(a) = (-1)^N sin((90 - |r|) pi/180)
-// by the polynomials of sinpi. HA: in double, rows of 1.40625 degrees
-// (k pi/128) of the sine table.
+// by the polynomials of sinpi; HA the same steps in double.
 #ifndef QOR_KERNELS_STRIG_DEG_H
 #define QOR_KERNELS_STRIG_DEG_H
 
@@ -22,12 +21,12 @@ template <Tier K, bool Cos> inline vf4 sind_abs(vf4 ax) {
   const vf4 a = deg_remainder(ax);
   if constexpr (K == kHA) {
     auto f = [](vd2 v) {
-      const vd2 t = v - 360.0 * ((v * 0.0027777777777777779 + kShifterD) - kShifterD);  // exact
-      const vd2 u = t * 0.71111111111111114 + kShifterD;                                // t / 1.40625
-      const vd2 r = (t - (u - kShifterD) * 1.40625) * 0.017453292519943295;
-      return sin_row(as<vq2>(u) + (Cos ? 64u : 0u), r);
+      const vd2 t = v * (1.0 / 180.0) + kShifterD;
+      const vd2 d = v - 180.0 * (t - kShifterD);  // exact
+      const vd2 r = (Cos ? 90.0 - fabs2(d) : d) * 0.017453292519943295;
+      return as<vd2>(as<vq2>(sin11_wide(r)) ^ (as<vq2>(t) << 63));
     };
-    return narrow(map(widen(a), f)) + 0.0f;
+    return narrow(map(widen(a), f)) + 0.0f;  // the zeros are +0
   } else {
     const vf4 t = a * 0.00555555569f + kShifter;
     const vf4 d = a - 180.0f * (t - kShifter);  // exact

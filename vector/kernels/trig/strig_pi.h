@@ -26,13 +26,7 @@ template <Tier K, bool Cos> inline vf4 sinpi_abs(vf4 ax) {
   const vf4 d = Cos ? a - (n - 0.5f) : a - n;  // exact, |d| <= 1/2
   vf4 res;
   if constexpr (K == kHA) {
-    auto f = [](vd2 dd) {
-      const vd2 r = dd * 3.1415926535897931;
-      const vd2 z = r * r;
-      return r + (r * z) * (-0.16666666626149496 +
-                            z * (0.0083333311085967768 +
-                                 z * (-0.00019840868209067061 + z * (2.752538438200725e-06 + z * -2.3888908529596174e-08))));
-    };
+    auto f = [](vd2 dd) { return sin11_wide(dd * 3.1415926535897931); };
     res = narrow(map(widen(d), f));
   } else if constexpr (K == kLA) {
     res = sin9(d * 3.14159274f, -0.166666597f, 0.00833306555f, -0.000198095731f, 2.60575825e-06f);
