@@ -8,11 +8,13 @@ single-precision circular kernels, from mpmath at 600 bits.
 - kSineS[256][4]: theta = k pi/128, (C_lo, S_hi, S_lo, C_hi): S_hi + S_lo is
   sin theta, C_hi + C_lo is cos theta, C_hi a signed power of two or zero so
   that r * C_hi is exact.
-- kTangentS[256][10]: theta = k pi/256, (B_hi, B_lo, A, c0_hi, c0_lo, c1..c5):
+- kTangentS[256][10]: theta = k pi/256, (B_hi, B_lo, A, c0_hi, c0_lo, c1_hi,
+  c1_lo, c2, c3, c4):
   B = pi/2 - theta, the signed distance to the pole of the row's half period;
   A = 1 when the pole term A/(B - r) is taken out (rows within pi/4 of the
-  pole), else 0; c0 + c1 r + ... + c5 r^5 is the Taylor series about r = 0 of
-  tan(theta + r) - A/(B - r). The same rows serve tan (theta by the large
+  pole), else 0; c0 + c1 r + ... + c4 r^4 is the Taylor series about r = 0 of
+  tan(theta + r) - A/(B - r); c0 and c1 in two parts, since c0 + c1 r may
+  cancel to half of c0 at the row's edge. The same rows serve tan (theta by the large
   path's even rows), tanpi (grid of 2^-8 half-turns) and tand (grid of
   0.703125 degrees).
 
@@ -58,7 +60,7 @@ def sine_row(k):
 
 
 def tangent_row(k):
-    """(B_hi, B_lo, A, c0_hi, c0_lo, c1..c5) for theta = k pi/256."""
+    """(B_hi, B_lo, A, c0_hi, c0_lo, c1_hi, c1_lo, c2, c3, c4) for theta = k pi/256."""
     th = k * mpmath.pi / 256
     b = mpmath.pi / 2 - th
     a = 1 if 64 < k < 192 else 0
@@ -78,8 +80,9 @@ def tangent_row(k):
         if k == 0:
             coeffs[0] = mpmath.mpf(0)
     b_hi = lo32(b)
-    c0_hi = lo32(coeffs[0])
-    return (b_hi, lo32(b - b_hi), float(a), c0_hi, lo32(coeffs[0] - c0_hi)) + tuple(lo32(c) for c in coeffs[1:6])
+    c0_hi, c1_hi = lo32(coeffs[0]), lo32(coeffs[1])
+    return (b_hi, lo32(b - b_hi), float(a), c0_hi, lo32(coeffs[0] - c0_hi), c1_hi, lo32(coeffs[1] - c1_hi)) + \
+        tuple(lo32(c) for c in coeffs[2:5])
 
 
 def lo32(x):
@@ -98,8 +101,8 @@ def check_quoted_rows():
     assert sine_row(0) == (0.0, 0.0, 0.0, 1.0)
     c_lo, s_hi, s_lo, c_hi = sine_row(1)
     assert (c_lo, s_hi, s_lo, c_hi) == (as32(-0.00030118131), as32(0.024541229), as32(-4.86716e-10), 1.0), sine_row(1)
-    b_hi, b_lo, a, c0h, c0l, c1, c2, c3, c4, c5 = tangent_row(0)
-    assert (b_hi, a, c0h, c1, c2, c3) == (as32(1.57079637), 0.0, 0.0, 1.0, 0.0, as32(1 / 3.0))
+    b_hi, b_lo, a, c0h, c0l, c1h, c1l, c2, c3, c4 = tangent_row(0)
+    assert (b_hi, a, c0h, c1h, c1l, c2, c3) == (as32(1.57079637), 0.0, 0.0, 1.0, 0.0, 0.0, as32(1 / 3.0))
     # row 128 is the pole: tan(pi/2 + r) = -1/r + r/3 + ...
     assert tangent_row(128)[:3] == (0.0, 0.0, 1.0)
 
@@ -117,7 +120,7 @@ def main():
     for k in range(256):
         row = sine_row(k)
         out.append("    {%s},  // %d: %s" % (", ".join(lit32(v) for v in row), k, " ".join("%.9g" % v for v in row)))
-    out += ["};", "", "// theta = k pi/256: B_hi, B_lo, A, c0_hi, c0_lo, c1, c2, c3, c4, c5",
+    out += ["};", "", "// theta = k pi/256: B_hi, B_lo, A, c0_hi, c0_lo, c1_hi, c1_lo, c2, c3, c4",
             "alignas(64) constexpr float kTangentS[256][10] = {"]
     for k in range(256):
         row = tangent_row(k)

@@ -66,10 +66,10 @@ struct STandF : STand {
     const float *row[4] = {kTangentS[k[0]], kTangentS[k[1]], kTangentS[k[2]], kTangentS[k[3]]};
     vf4 c0[4], c4[4], c6[4];
     columns(row[0], row[1], row[2], row[3], c0);          // B_hi, B_lo, A, c0_hi
-    columns(row[0] + 4, row[1] + 4, row[2] + 4, row[3] + 4, c4);  // c0_lo, c1, c2, c3
-    columns(row[0] + 6, row[1] + 6, row[2] + 6, row[3] + 6, c6);  // c2, c3, c4, c5
+    columns(row[0] + 4, row[1] + 4, row[2] + 4, row[3] + 4, c4);  // c0_lo, c1_hi, c1_lo, c2
+    columns(row[0] + 6, row[1] + 6, row[2] + 6, row[3] + 6, c6);  // c1_lo, c2, c3, c4
     const vf4 d = (c0[0] - r) + c0[1];
-    const vf4 p = r * (c4[1] + r * (c4[2] + r * (c4[3] + r * (c6[2] + r * c6[3]))));
+    const vf4 p = r * (c4[1] + (c4[2] + r * (c4[3] + r * (c6[2] + r * c6[3]))));
     vf4 res = c0[2] / d + (c0[3] + (c4[0] + p));
     const vi4 pole = as<vi4>(fabs4(res)) == 0x7f800000;
     res = select(pole, as<vf4>(0x7f800000u | ((as<vu4>(u) << 23) & kSignBit)), res);  // bit 8 of k

@@ -80,16 +80,16 @@ inline vd2 sin_row(vq2 k, vd2 r) {
 }
 
 // tan(k pi/256 + r) for |r| <= pi/256 (and a little more) from row k of the
-// tangent table: A/((B_hi - r) + B_lo) + c0 + c1 r + ... + c5 r^5. At a pole
+// tangent table: A/((B_hi - r) + B_lo) + c0 + c1 r + ... + c4 r^4. At a pole
 // (B - r exactly 0 with A = 1) the quotient is +Inf; callers set the sign.
 inline vd2 tan_row(vq2 k, vd2 r) {
   const float *ra = kTangentS[k[0] & 255], *rb = kTangentS[k[1] & 255];
-  vd2 b_hi, b_lo, a, c0_hi, c0_lo, c1, c2, c3, c4, c5, skip;
+  vd2 b_hi, b_lo, a, c0_hi, c0_lo, c1_hi, c1_lo, c2, c3, c4, skip;
   rows4(ra, rb, b_hi, b_lo, a, c0_hi);
-  rows4(ra + 4, rb + 4, c0_lo, c1, c2, c3);
-  rows4(ra + 6, rb + 6, skip, skip, c4, c5);
+  rows4(ra + 4, rb + 4, c0_lo, c1_hi, c1_lo, c2);
+  rows4(ra + 6, rb + 6, skip, skip, c3, c4);
   const vd2 d = (b_hi - r) + b_lo;
-  const vd2 p = r * (c1 + r * (c2 + r * (c3 + r * (c4 + r * c5))));
+  const vd2 p = r * ((c1_hi + c1_lo) + r * (c2 + r * (c3 + r * c4)));
   return a / d + (c0_hi + (c0_lo + p));
 }
 
