@@ -23,11 +23,14 @@ template <Tier K, bool Cos> inline vf4 sinpi_abs(vf4 ax) {
   const vf4 a = pi_remainder(ax);
   const vf4 t = (Cos ? a + 0.5f : a) + kShifter;
   const vf4 n = t - kShifter;
-  const vf4 d = Cos ? a - (n - 0.5f) : a - n;  // exact, |d| <= 1/2
+  // |d| <= 1/2; exact but for a cosine with a just below 1/4, where a - 1/2
+  // drops a's last bit: HA subtracts in double.
+  const vf4 d = Cos ? a - (n - 0.5f) : a - n;
   vf4 res;
   if constexpr (K == kHA) {
-    auto f = [](vd2 dd) { return sin11_wide(dd * 3.1415926535897931); };
-    res = narrow(map(widen(d), f));
+    auto f = [](vd2 aa, vd2 nn) { return sin11_wide((Cos ? aa - (nn - 0.5) : aa - nn) * 3.1415926535897931); };
+    const Wide wa = widen(a), wn = widen(n);
+    res = narrow(Wide{f(wa.lo, wn.lo), f(wa.hi, wn.hi)});
   } else if constexpr (K == kLA) {
     res = sin9(d * 3.14159274f, -0.166666597f, 0.00833306555f, -0.000198095731f, 2.60575825e-06f);
   } else {
