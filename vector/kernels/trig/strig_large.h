@@ -29,10 +29,13 @@ inline vq2 mul32(vq2 a, vq2 b) { return as<vq2>(_mm_mul_epu32(as<__m128i>(a), as
 // fraction of |x|/(2 pi) is m W mod 2^96 in units of 2^-96: the bits before
 // the window give whole turns and fall off, those after it weigh less than
 // 2^-72 of a turn.
-inline void reduce_pair(vq2 b, vd2 &r, vq2 &k) {
-  const vq2 e = b >> 23, m = (b & 0x7fffffu) | 0x800000u;
-  const uint32_t *wa = kTwoOverPiS[e[0]], *wb = kTwoOverPiS[e[1]];
-  const vq2 w0 = {wa[0], wb[0]}, w1 = {wa[1], wb[1]}, w2 = {wa[2], wb[2]};
+inline void reduce_pair(vq2 b, const uint32_t *wa, const uint32_t *wb, vd2 &r, vq2 &k) {
+  const vq2 m = (b & 0x7fffffu) | 0x800000u;
+  // the rows' words as 64-bit lanes: (w0a, w0b), (w1a, w1b), (w2a, w2b)
+  const __m128i w01 = _mm_unpacklo_epi32(_mm_loadl_epi64((const __m128i *)wa), _mm_loadl_epi64((const __m128i *)wb));
+  const __m128i zero = _mm_setzero_si128();
+  const vq2 w0 = as<vq2>(_mm_unpacklo_epi32(w01, zero)), w1 = as<vq2>(_mm_unpackhi_epi32(w01, zero));
+  const vq2 w2 = as<vq2>(_mm_unpacklo_epi64(_mm_cvtsi32_si128((int)wa[2]), _mm_cvtsi32_si128((int)wb[2])));
   const vq2 p2 = mul32(m, w2), p1 = mul32(m, w1), p0 = mul32(m, w0);
   const vq2 mid = p1 + (p2 >> 32);                    // bits 32..88 of the product
   const vq2 top = (p0 + (mid >> 32)) & 0xffffffffu;   // bits 64..95, the rest is whole turns
@@ -48,11 +51,15 @@ inline void reduce_pair(vq2 b, vd2 &r, vq2 &k) {
   r = (d + lo) * 6.283185307179586;
 }
 
-// The same for four float lanes: results for lanes 0-1 and 2-3.
+// The same for four float lanes: results for lanes 0-1 and 2-3. The rows
+// are found by the exponents through memory, as four 32-bit loads.
 inline void reduce_large(vf4 ax, vd2 (&r)[2], vq2 (&k)[2]) {
+  alignas(16) uint32_t e[4];
+  store(e, as<vu4>(ax) >> 23);
+  __asm__("" : "+m"(e));
   const __m128i b = as<__m128i>(ax), zero = _mm_setzero_si128();
-  reduce_pair(as<vq2>(_mm_unpacklo_epi32(b, zero)), r[0], k[0]);
-  reduce_pair(as<vq2>(_mm_unpackhi_epi32(b, zero)), r[1], k[1]);
+  reduce_pair(as<vq2>(_mm_unpacklo_epi32(b, zero)), kTwoOverPiS[e[0]], kTwoOverPiS[e[1]], r[0], k[0]);
+  reduce_pair(as<vq2>(_mm_unpackhi_epi32(b, zero)), kTwoOverPiS[e[2]], kTwoOverPiS[e[3]], r[1], k[1]);
 }
 
 // Four consecutive floats of two rows, as four pairs of doubles (column j of
