@@ -1,9 +1,13 @@
 // Basic generators, numbers per second for the d form (uniform on [0,1)) and
 // the i form at n = 10^4 and 10^6, beside std::minstd_rand with
 // std::uniform_real_distribution and GSL's gsl_rng_uniform on comparable
-// generators. Plain chrono timing; each figure is the best of a few rounds.
+// generators. The Mersenne Twister family runs beside std::mt19937, GSL's
+// gsl_rng_mt19937 and numpy's Generator(MT19937) (from bench/random_numpy.py),
+// with the time of one skip-ahead. Plain chrono timing; each figure is the
+// best of a few rounds.
 #include <gsl/gsl_rng.h>
 #include <stdio.h>
+#include <stdlib.h>
 
 #include <algorithm>
 #include <chrono>
@@ -40,6 +44,122 @@ void print(const Row &r) {
   printf("%-34s %10.1f %10.1f %10.1f %10.1f\n", r.name, r.d4 / 1e6, r.d6 / 1e6, r.i4 / 1e6, r.i6 / 1e6);
 }
 
+// numpy's Generator(MT19937).random(out=...) in numbers per second at 1e4 and
+// 1e6, from the python script run from the source or the build directory.
+bool numpy_mt19937(double *r4, double *r6) {
+  for (const char *path : {"bench/random_numpy.py", "../bench/random_numpy.py"}) {
+    FILE *f = fopen(path, "r");
+    if (!f) continue;
+    fclose(f);
+    char cmd[256];
+    snprintf(cmd, sizeof cmd, "/usr/bin/python3 %s --mt19937 2>/dev/null", path);
+    FILE *p = popen(cmd, "r");
+    if (!p) return false;
+    bool ok = fscanf(p, "%lf %lf", r4, r6) == 2;
+    pclose(p);
+    return ok;
+  }
+  return false;
+}
+
+void twisters(std::vector<double> &d, std::vector<uint32_t> &w) {
+  printf("\nMersenne Twister family, millions of numbers per second\n");
+  printf("%-34s %10s %10s %10s %10s\n", "generator", "d n=1e4", "d n=1e6", "i n=1e4", "i n=1e6");
+  struct Ours {
+    const char *name;
+    int id;
+    Row r;
+  } ours[] = {{"qor MT19937", GUX_BRNG_MT19937, {}},
+              {"qor SFMT19937", GUX_BRNG_SFMT19937, {}},
+              {"qor MT2203 (sub-generator 0)", GUX_BRNG_MT2203, {}}};
+  for (Ours &o : ours) {
+    GuxStream *s;
+    uint32_t seed = 12345;
+    if (__guxNewStreamEx(&s, o.id, 1, &seed) != 0) return;
+    BrngProperties p;
+    __guxGetBrngProperties(o.id, &p);
+    auto fd = [&](int n) {
+      p.dGenerate(s, n, d.data(), 0.0, 1.0);
+      sink += d[n - 1];
+    };
+    auto fi = [&](int n) {
+      p.iGenerate(s, n, w.data());
+      sink += w[n - 1];
+    };
+    o.r = Row{o.name, rate(10000, fd), rate(1000000, fd), rate(10000, fi), rate(1000000, fi)};
+    print(o.r);
+    __guxDeleteStream(&s);
+  }
+
+  std::mt19937 mt(12345);
+  std::uniform_real_distribution<double> unif(0.0, 1.0);
+  auto std_d = [&](int n) {
+    for (int k = 0; k < n; ++k) d[k] = unif(mt);
+    sink += d[n - 1];
+  };
+  auto std_i = [&](int n) {
+    for (int k = 0; k < n; ++k) w[k] = (uint32_t)mt();
+    sink += w[n - 1];
+  };
+  Row peers[3] = {{"std::mt19937 + uniform_real", rate(10000, std_d), rate(1000000, std_d),
+                   rate(10000, std_i), rate(1000000, std_i)}};
+  print(peers[0]);
+  gsl_rng *g = gsl_rng_alloc(gsl_rng_mt19937);
+  gsl_rng_set(g, 12345);
+  auto gd = [&](int n) {
+    for (int k = 0; k < n; ++k) d[k] = gsl_rng_uniform(g);
+    sink += d[n - 1];
+  };
+  auto gi = [&](int n) {
+    for (int k = 0; k < n; ++k) w[k] = (uint32_t)gsl_rng_get(g);
+    sink += w[n - 1];
+  };
+  peers[1] = Row{"GSL mt19937 (gsl_rng_uniform)", rate(10000, gd), rate(1000000, gd), rate(10000, gi),
+                 rate(1000000, gi)};
+  print(peers[1]);
+  gsl_rng_free(g);
+  int npeers = 2;
+  if (numpy_mt19937(&peers[2].d4, &peers[2].d6)) {
+    peers[2].name = "numpy Generator(MT19937).random";
+    printf("%-34s %10.1f %10.1f %10s %10s\n", peers[2].name, peers[2].d4 / 1e6, peers[2].d6 / 1e6, "-", "-");
+    npeers = 3;
+  } else {
+    printf("numpy figure not available (run bench/random_numpy.py)\n");
+  }
+
+  const double goals[3] = {1.5, 2.0, 1.5};
+  printf("\nd form over each MT19937 peer (goal against the fastest: MT19937 1.5x, SFMT19937 2x, MT2203 1.5x)\n");
+  for (int k = 0; k < 3; ++k) {
+    double best4 = 0, best6 = 0;
+    printf("  %-30s", ours[k].name);
+    for (int q = 0; q < npeers; ++q) {
+      printf("  %s %.2fx/%.2fx", q == 0 ? "std" : q == 1 ? "GSL" : "numpy", ours[k].r.d4 / peers[q].d4,
+             ours[k].r.d6 / peers[q].d6);
+      best4 = std::max(best4, peers[q].d4);
+      best6 = std::max(best6, peers[q].d6);
+    }
+    printf("  | fastest %.2fx/%.2fx (goal %.1fx)\n", ours[k].r.d4 / best4, ours[k].r.d6 / best6, goals[k]);
+  }
+
+  printf("\none skip-ahead, microseconds (best of 5)\n");
+  for (int id : {GUX_BRNG_MT19937, GUX_BRNG_SFMT19937}) {
+    for (uint64_t skip : {1ull << 20, 1ull << 30}) {
+      GuxStream *s;
+      uint32_t seed = 7;
+      if (__guxNewStreamEx(&s, id, 1, &seed) != 0) return;
+      double best = 1e30;
+      for (int round = 0; round < 5; ++round) {
+        auto t0 = std::chrono::steady_clock::now();
+        __guxSkipAheadStream(s, skip);
+        best = std::min(best, std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count());
+      }
+      printf("  %-10s skip 2^%d: %10.1f\n", id == GUX_BRNG_MT19937 ? "MT19937" : "SFMT19937",
+             skip == (1ull << 20) ? 20 : 30, best * 1e6);
+      __guxDeleteStream(&s);
+    }
+  }
+}
+
 }  // namespace
 
 int main() {
@@ -54,8 +174,9 @@ int main() {
   } ours[] = {{"qor MCG31M1", GUX_BRNG_MCG31M1},
               {"qor MCG59", GUX_BRNG_MCG59},
               {"qor R250", GUX_BRNG_R250},
-              {"qor WH", GUX_BRNG_WH}};
-  double mcg31d[2] = {0, 0}, mcg59d[2] = {0, 0};
+              {"qor WH", GUX_BRNG_WH},
+              {"qor MRG32K3A", GUX_BRNG_MRG32K3A}};
+  double mcg31d[2] = {0, 0}, mcg59d[2] = {0, 0}, mrgd[2] = {0, 0};
   for (const Ours &o : ours) {
     GuxStream *s;
     uint32_t seed = 12345;
@@ -74,6 +195,7 @@ int main() {
     print(r);
     if (o.id == GUX_BRNG_MCG31M1) mcg31d[0] = r.d4, mcg31d[1] = r.d6;
     if (o.id == GUX_BRNG_MCG59) mcg59d[0] = r.d4, mcg59d[1] = r.d6;
+    if (o.id == GUX_BRNG_MRG32K3A) mrgd[0] = r.d4, mrgd[1] = r.d6;
     __guxDeleteStream(&s);
   }
 
@@ -91,8 +213,23 @@ int main() {
              rate(10000, std_i), rate(1000000, std_i)};
   print(stdrow);
 
+  std::mt19937 mt(12345);
+  auto mt_d = [&](int n) {
+    for (int k = 0; k < n; ++k) d[k] = unif(mt);
+    sink += d[n - 1];
+  };
+  auto mt_i = [&](int n) {
+    for (int k = 0; k < n; ++k) w[k] = (uint32_t)mt();
+    sink += w[n - 1];
+  };
+  Row mtrow{"std::mt19937 + uniform_real", rate(10000, mt_d), rate(1000000, mt_d), rate(10000, mt_i),
+            rate(1000000, mt_i)};
+  print(mtrow);
+
+  double gslmrgd[2] = {0, 0};
   for (auto [name, type] : {std::pair{"GSL minstd (gsl_rng_uniform)", gsl_rng_minstd},
-                            std::pair{"GSL r250 (gsl_rng_uniform)", gsl_rng_r250}}) {
+                            std::pair{"GSL r250 (gsl_rng_uniform)", gsl_rng_r250},
+                            std::pair{"GSL mrg (gsl_rng_uniform)", gsl_rng_mrg}}) {
     gsl_rng *g = gsl_rng_alloc(type);
     gsl_rng_set(g, 12345);
     auto gd = [&](int n) {
@@ -103,13 +240,49 @@ int main() {
       for (int k = 0; k < n; ++k) w[k] = (uint32_t)gsl_rng_get(g);
       sink += w[n - 1];
     };
-    print(Row{name, rate(10000, gd), rate(1000000, gd), rate(10000, gi), rate(1000000, gi)});
+    Row r{name, rate(10000, gd), rate(1000000, gd), rate(10000, gi), rate(1000000, gi)};
+    print(r);
+    if (type == gsl_rng_mrg) gslmrgd[0] = r.d4, gslmrgd[1] = r.d6;
     gsl_rng_free(g);
   }
 
   printf("\nd form over std::uniform_real_distribution<double>(minstd_rand) (goal: at least 4x)\n");
   printf("  MCG31M1: %.1fx at n=1e4, %.1fx at n=1e6\n", mcg31d[0] / stdrow.d4, mcg31d[1] / stdrow.d6);
   printf("  MCG59:   %.1fx at n=1e4, %.1fx at n=1e6\n", mcg59d[0] / stdrow.d4, mcg59d[1] / stdrow.d6);
+  printf("\nMRG32K3A d form (goal: at least 1x GSL mrg)\n");
+  printf("  over GSL mrg:                  %.2fx at n=1e4, %.2fx at n=1e6\n", mrgd[0] / gslmrgd[0],
+         mrgd[1] / gslmrgd[1]);
+  printf("  over std::mt19937 + uniform:   %.2fx at n=1e4, %.2fx at n=1e6\n", mrgd[0] / mtrow.d4,
+         mrgd[1] / mtrow.d6);
+
+  // Skip-ahead of MRG32K3A: microseconds per jump by count and path.
+  printf("\nMRG32K3A skip-ahead, microseconds per jump\n");
+  GuxStream *ms;
+  const uint32_t mseed[6] = {1, 2, 3, 4, 5, 6};
+  if (__guxNewStreamEx(&ms, GUX_BRNG_MRG32K3A, 6, mseed) != 0) return 1;
+  struct Jump {
+    const char *name;
+    int words;
+    uint64_t e[6];
+  } jumps[] = {{"2^10 (one word)", 0, {1ull << 10}},
+               {"2^63 - 1 (one word)", 0, {~0ull >> 1}},
+               {"2^63 - 1, tables (ex, 1 word)", 1, {~0ull >> 1}},
+               {"2^191 - 1, tables (ex, 3 words)", 3, {~0ull, ~0ull, ~0ull >> 1}},
+               {"2^191 - 1, general (ex, 5 words)", 5, {~0ull, ~0ull, ~0ull >> 1, 0, 1}}};
+  for (const Jump &j : jumps) {
+    using clock = std::chrono::steady_clock;
+    const int reps = 20000;
+    double best = 1e9;
+    for (int round = 0; round < 3; ++round) {
+      auto t0 = clock::now();
+      for (int r = 0; r < reps; ++r)
+        j.words ? __guxSkipAheadStreamEx(ms, j.words, j.e) : __guxSkipAheadStream(ms, j.e[0]);
+      best = std::min(best, std::chrono::duration<double>(clock::now() - t0).count() / reps);
+    }
+    printf("  %-36s %8.3f\n", j.name, best * 1e6);
+  }
+  __guxDeleteStream(&ms);
+  twisters(d, w);
   if (sink == 42) printf("%f\n", sink);
   return 0;
 }

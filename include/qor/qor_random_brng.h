@@ -21,7 +21,11 @@ extern "C" {
 GUX_BRNG_FAMILY(MCG31M1)  /* x := a x mod 2^31-1; i form: 32-bit words          */
 GUX_BRNG_FAMILY(MCG59)    /* x := a x mod 2^59;   i form: 64-bit words (2 units) */
 GUX_BRNG_FAMILY(R250)     /* r[k+250] = r[k] ^ r[k+103]; i form: 32-bit words    */
+GUX_BRNG_FAMILY(MRG32K3A) /* two order-3 recursions mod 2^32-209, 2^32-22853     */
 GUX_BRNG_FAMILY(WH)       /* four small congruences; i form: 4 x 32-bit per word */
+GUX_BRNG_FAMILY(MT19937)  /* 624-word twister, tempered; i form: 32-bit words      */
+GUX_BRNG_FAMILY(MT2203)   /* 6024 twisters of 69 words; i form: 32-bit words       */
+GUX_BRNG_FAMILY(SFMT19937) /* 128-bit twister, untempered; i form: 32-bit words    */
 
 /* ---- modular powers ---------------------------------------------------------- */
 QOR_API uint32_t __guxiPowMod(uint32_t a, uint64_t e, uint32_t m);

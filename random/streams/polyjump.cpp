@@ -2,6 +2,7 @@
 // linear map, F its characteristic polynomial and h = x^n mod F, the state
 // after n steps is h(J) s, since F(J) = 0. The generator supplies six state
 // operations; these routines only evaluate h at J.
+#include <emmintrin.h>
 #include <string.h>
 
 #include "random/streams/stream_internal.h"
@@ -24,9 +25,32 @@ inline uint32_t spread16(uint32_t x) {
 struct PolyField {
   int degree, terms;
   const int *exps;
+  // F without its top term shifted left by 0..31 bits, W words each, or null.
+  // With them a reduction clears 32 bits at a time by word-aligned XORs.
+  const uint32_t *shifted = nullptr;
+  int W = 0;
+  bool byWords = false;
+
+  // Whether the 32-bit steps apply: F's terms below the top leave a gap of at
+  // least 32 bits, so a step writes only below the bits it clears.
+  static bool wide_steps(int degree, int terms, const int *exps) {
+    return terms >= 2 && degree - exps[terms - 2] >= 32 && degree >= 32;
+  }
+  // Fills the 32 shifted copies of F - x^degree (32 W words).
+  void make_shifted(uint32_t *table, int words) {
+    W = words;
+    memset(table, 0, 4 * (size_t)W * 32);
+    for (int i = 0; i < 32; ++i)
+      for (int t = 0; t < terms - 1; ++t) flip(table + (size_t)i * W, exps[t] + i);
+    shifted = table;
+  }
+  // Sparse F is added term by term, each term touching two words; dense F
+  // (more than two terms per word) by the shifted copies.
+  static bool wants_copies(int terms, int words) { return terms > 2 * words; }
 
   // Clears every bit from `top` down to the degree by adding shifted F.
   void reduce(uint32_t *p, int top) const {
+    if (byWords) return reduce_by_words(p, top);
     for (int k = top; k >= degree; --k) {
       if ((k & 31) == 31 && p[k >> 5] == 0) {  // skip empty words fast
         k -= 31;
@@ -34,6 +58,38 @@ struct PolyField {
       }
       if (!bit(p, k)) continue;
       for (int t = 0; t < terms; ++t) flip(p, k - degree + exps[t]);  // the last term clears k
+    }
+  }
+  // The same in steps of the 32 bits from lo = degree + 32 q up: their value c
+  // is cleared and c x^(32 q) (F - x^degree) added, one shifted copy of F per
+  // set bit of c, at a whole-word offset.
+  void reduce_by_words(uint32_t *p, int top) const {
+    for (int q = (top - degree) >> 5; q >= 0; --q) {
+      const int lo = degree + 32 * q, w = lo >> 5, sh = lo & 31;
+      uint32_t c = p[w] >> sh;
+      if (sh) c |= p[w + 1] << (32 - sh);
+      if (!c) continue;
+      p[w] &= ~(0xFFFFFFFFu << sh);
+      if (sh) p[w + 1] &= 0xFFFFFFFFu << sh;
+      if (!shifted) {
+        for (int t = 0; t < terms - 1; ++t) {
+          const int pos = 32 * q + exps[t], pw = pos >> 5, ps = pos & 31;
+          p[pw] ^= c << ps;
+          if (ps) p[pw + 1] ^= c >> (32 - ps);
+        }
+        continue;
+      }
+      for (; c; c &= c - 1) {
+        const uint32_t *f = shifted + (size_t)__builtin_ctz(c) * W;
+        uint32_t *dst = p + q;
+        int t = 0;
+        for (; t + 4 <= W; t += 4) {
+          __m128i *d4 = reinterpret_cast<__m128i *>(dst + t);
+          _mm_storeu_si128(d4, _mm_xor_si128(_mm_loadu_si128(d4),
+                                             _mm_loadu_si128(reinterpret_cast<const __m128i *>(f + t))));
+        }
+        for (; t < W; ++t) dst[t] ^= f[t];
+      }
     }
   }
   // p := p^2 mod F; wide has room for 2W words.
@@ -49,7 +105,8 @@ struct PolyField {
   void times_x(uint32_t *p, int W) const {
     for (int w = W - 1; w > 0; --w) p[w] = (p[w] << 1) | (p[w - 1] >> 31);
     p[0] <<= 1;
-    if (bit(p, degree)) reduce(p, degree);
+    if (bit(p, degree))
+      for (int t = 0; t < terms; ++t) flip(p, exps[t]);  // the top term clears bit `degree`
   }
 };
 
@@ -107,12 +164,18 @@ int __guxPolyRem(uint64_t n, int degree, int terms, const int *exponents, int wo
   }
   // One spare word: x times a polynomial of degree below F may reach bit degree.
   const int W = degree / 32 + 1;
-  // One allocation: the running polynomial and the double-width square.
-  auto *work = static_cast<uint32_t *>(qor_serv_allocate(4 * (size_t)(3 * W + 1), 64));
+  // One allocation: the running polynomial, the double-width square (and a
+  // spare word), and for dense F its 32 shifted copies.
+  const bool byWords = PolyField::wide_steps(degree, terms, exponents);
+  const bool copies = byWords && PolyField::wants_copies(terms, W);
+  const size_t size = 3 * (size_t)W + 2 + (copies ? 32 * (size_t)W : 0);
+  auto *work = static_cast<uint32_t *>(qor_serv_allocate(4 * size, 64));
   if (!work) return GUX_STATUS_NO_MEMORY;
   uint32_t *p = work, *wide = work + W;
-  memset(work, 0, 4 * (size_t)(3 * W + 1));
+  memset(work, 0, 4 * (3 * (size_t)W + 2));
   PolyField f{degree, terms, exponents};
+  f.byWords = byWords;
+  if (copies) f.make_shifted(work + 3 * W + 2, W);
   // Start from the longest leading run of n's bits whose value is below the
   // degree: x to that power needs no reduction.
   int b = 63 - __builtin_clzll(n);

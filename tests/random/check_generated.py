@@ -2,8 +2,8 @@
 """The committed generated tables of the random side equal what their tools
 make now: nobody edited them by hand, and the tools still produce them.
 
-Usage: check_generated.py REPO_ROOT [SHARED_DATA_DIR]. The WH table is checked
-only when the shared data directory is present."""
+Usage: check_generated.py REPO_ROOT [SHARED_DATA_DIR]. The WH and MT2203 tables
+are checked only when the shared data directory is present."""
 import os
 import subprocess
 import sys
@@ -20,6 +20,19 @@ def main():
     made = run([os.path.join(root, "tools", "random_vect3_tables.py")])
     if made != open(os.path.join(root, "random", "streams", "vect3_pow_tables.inc")).read():
         bad.append("random/streams/vect3_pow_tables.inc")
+    made = run([os.path.join(root, "tools", "gen_mrg32k3a_tables.py")])
+    if made != open(os.path.join(root, "random", "generators", "mrg32k3a_jump.inc")).read():
+        bad.append("random/generators/mrg32k3a_jump.inc")
+    made = run([os.path.join(root, "tools", "random_mt_polynomials.py")])
+    if made != open(os.path.join(root, "random", "generators", "mt_polynomials.inc")).read():
+        bad.append("random/generators/mt_polynomials.inc")
+    mt2203 = os.path.join(data, "mt2203_parameters.txt")
+    if os.path.exists(mt2203):
+        made = run([os.path.join(root, "tools", "random_mt2203_table.py"), mt2203])
+        if made != open(os.path.join(root, "random", "generators", "mt2203_parameters.inc")).read():
+            bad.append("random/generators/mt2203_parameters.inc")
+    else:
+        print("no %s: MT2203 table not checked" % mt2203)
     wh = os.path.join(data, "wh_parameters.txt")
     if os.path.exists(wh):
         made = run([os.path.join(root, "tools", "random_wh_table.py"), wh])

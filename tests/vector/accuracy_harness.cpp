@@ -11,6 +11,8 @@
 //   qor_accuracy --quick   a sample of each interval (part of make test)
 //   qor_accuracy --long    the declared counts, as a table (make accuracy)
 //   qor_accuracy --long sSqrt dDiv   only the entries named
+//   qor_accuracy --quick --shard 2/4 the third of four interleaved parts of the
+//                                    entries (CTest runs the parts side by side)
 #include <dlfcn.h>
 #include <float.h>
 #include <math.h>
@@ -456,10 +458,22 @@ int main(int argc, char **argv) {
   static const char *tier_names[] = {"LA", "HA", "EP"};
   int failures = 0, run_count = 0;
   printf("%-14s %-4s %-22s %-24s %-10s %s\n", "entry", "tier", "bound", "measured", "inputs", "worst at");
+  int shard = 0, shards = 1;
+  for (int i = 1; i + 1 < argc; ++i)
+    if (strcmp(argv[i], "--shard") == 0 && sscanf(argv[i + 1], "%d/%d", &shard, &shards) != 2) shards = 1;
+  // Entries are dealt to shards whole, by their position among the entries.
+  std::vector<std::string> order;
+  auto shard_of = [&](const char *entry) {
+    size_t k = 0;
+    while (k < order.size() && order[k] != entry) ++k;
+    if (k == order.size()) order.push_back(entry);
+    return (int)(k % (size_t)shards);
+  };
   auto wanted = [&](const char *entry) {  // entries named on the command line, or all
+    if (shard_of(entry) != shard) return false;
     bool any = false;
     for (int i = 1; i < argc; ++i)
-      if (argv[i][0] != '-') {
+      if (argv[i][0] != '-' && strchr(argv[i], '/') == nullptr) {
         any = true;
         if (strcmp(argv[i], entry) == 0) return true;
       }

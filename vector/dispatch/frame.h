@@ -15,7 +15,10 @@
 // (binary: lanes(V a, V b, M &bad), scalar(const T *a, const T *b, T *r);
 //  two outputs: lanes(V a, V &r1, V &r2, M &bad), scalar(const T *a, T *r1, T *r2))
 // and the frame runs the environment, block loop, special path, tail and the
-// strided addressing around it.
+// strided addressing around it. The frame calls lanes and scalar on an
+// instance of K: a kernel with per-call constants (a broadcast argument and
+// what is derived from it once) makes them members and non-static functions,
+// and passes the instance to run_unit / run_strided.
 #ifndef QOR_VECTOR_FRAME_H
 #define QOR_VECTOR_FRAME_H
 
@@ -47,29 +50,29 @@ template <class K, class Env = StandardEnv> struct Frame {
     int incr[2];
   };
 
-  static void run_unit(int n, const Arrays &a) { run<false>(n, a); }
-  static void run_strided(int n, const Arrays &a) { run<true>(n, a); }
+  static void run_unit(int n, const Arrays &a, const K &k = K{}) { run<false>(n, a, k); }
+  static void run_strided(int n, const Arrays &a, const K &k = K{}) { run<true>(n, a, k); }
 
  private:
-  static void lanes(const V *x, V *r, M &bad) {
-    if constexpr (NI == 1 && NO == 1) r[0] = K::lanes(x[0], bad);
-    else if constexpr (NI == 2 && NO == 1) r[0] = K::lanes(x[0], x[1], bad);
-    else K::lanes(x[0], r[0], r[1], bad);
+  static void lanes(const K &kn, const V *x, V *r, M &bad) {
+    if constexpr (NI == 1 && NO == 1) r[0] = kn.lanes(x[0], bad);
+    else if constexpr (NI == 2 && NO == 1) r[0] = kn.lanes(x[0], x[1], bad);
+    else kn.lanes(x[0], r[0], r[1], bad);
   }
-  static int scalar(const T *x0, const T *x1, T *r0, T *r1) {
-    if constexpr (NI == 1 && NO == 1) return K::scalar(x0, r0);
-    else if constexpr (NI == 2 && NO == 1) return K::scalar(x0, x1, r0);
-    else return K::scalar(x0, r0, r1);
+  static int scalar(const K &kn, const T *x0, const T *x1, T *r0, T *r1) {
+    if constexpr (NI == 1 && NO == 1) return kn.scalar(x0, r0);
+    else if constexpr (NI == 2 && NO == 1) return kn.scalar(x0, x1, r0);
+    else return kn.scalar(x0, r0, r1);
   }
 
-  template <bool Strided> static void run(int n, const Arrays &a) {
+  template <bool Strided> static void run(int n, const Arrays &a, const K &kn) {
     SavedEnv env = Env::enter();
     const int m = n & ~(B - 1);
     for (int i = 0; i < m; i += B) {
-      if constexpr (Strided) group<B, true, true>(a, i, B, env);
-      else unit_block(a, i, env);
+      if constexpr (Strided) group<B, true, true>(kn, a, i, B, env);
+      else unit_block(kn, a, i, env);
     }
-    for (int i = m; i < n; i += W) group<W, Strided, false>(a, i, n - i < W ? n - i : W, env);
+    for (int i = m; i < n; i += W) group<W, Strided, false>(kn, a, i, n - i < W ? n - i : W, env);
     fpenv::leave(env);
   }
 
@@ -87,7 +90,8 @@ template <class K, class Env = StandardEnv> struct Frame {
   // One whole block (N = B) or one tail group (N = W, live <= W). A tail group
   // is always loaded, masked and stored lane by lane, also when the block is a
   // single vector and the group happens to be full.
-  template <int N, bool Strided, bool Whole> static void group(const Arrays &a, int i, int live, SavedEnv &env) {
+  template <int N, bool Strided, bool Whole>
+  static void group(const K &kn, const Arrays &a, int i, int live, SavedEnv &env) {
     constexpr int NV = N / W;
     constexpr bool whole = Whole;
     alignas(64) T xin[NI][N];
@@ -106,7 +110,7 @@ template <class K, class Env = StandardEnv> struct Frame {
       V xv[NI], rv[NO];
       for (int k = 0; k < NI; ++k) xv[k] = x[k][v];
       M bad;
-      lanes(xv, rv, bad);
+      lanes(kn, xv, rv, bad);
       for (int k = 0; k < NO; ++k) r[k][v] = rv[k];
       mask |= simd::lane_bits(bad) << (v * W);
     }
@@ -121,7 +125,7 @@ template <class K, class Env = StandardEnv> struct Frame {
       for (int k = 0; k < NO; ++k)
         for (int v = 0; v < NV; ++v) simd::store(res[k] + v * W, r[k][v]);
     } else {
-      special<N, Strided>(a, i, x, r, xin, res, mask);
+      special<N, Strided>(kn, a, i, x, r, xin, res, mask);
     }
     for (int k = 0; k < NO; ++k) {
       T *out = a.out[k];
@@ -133,7 +137,7 @@ template <class K, class Env = StandardEnv> struct Frame {
   // A whole unit-stride block: results go straight to the caller's array while
   // the mask builds up; inputs are kept on the stack, since r may alias a.
   // Flagged lanes are then redone from the kept inputs, in ascending order.
-  static void unit_block(const Arrays &a, int i, SavedEnv &env) {
+  static void unit_block(const K &kn, const Arrays &a, int i, SavedEnv &env) {
     constexpr int NV = B / W;
     alignas(64) T xin[NI][B];
     M any = {};
@@ -144,7 +148,7 @@ template <class K, class Env = StandardEnv> struct Frame {
         simd::store(xin[k] + v * W, xv[k]);
       }
       M bad;
-      lanes(xv, rv, bad);
+      lanes(kn, xv, rv, bad);
       for (int k = 0; k < NO; ++k) simd::store(a.out[k] + i + v * W, rv[k]);
       any |= bad;
     }
@@ -155,7 +159,7 @@ template <class K, class Env = StandardEnv> struct Frame {
       V xv[NI], rv[NO];
       for (int k = 0; k < NI; ++k) xv[k] = simd::load<V>(xin[k] + v * W);
       M bad;
-      lanes(xv, rv, bad);
+      lanes(kn, xv, rv, bad);
       mask |= simd::lane_bits(bad) << (v * W);
     }
     if constexpr (HasNoerrShortcut<K>::value) {
@@ -173,7 +177,7 @@ template <class K, class Env = StandardEnv> struct Frame {
       const int j = __builtin_ctz(mask);
       mask &= mask - 1;
       T out[2];
-      const int status = scalar(&xin[0][j], &xin[k1][j], &out[0], &out[o1]);
+      const int status = scalar(kn, &xin[0][j], &xin[k1][j], &out[0], &out[o1]);
       const int e = i + j;
       for (int k = 0; k < NO; ++k) simd::put(a.out[k] + e, out[k]);
       if (status != 0)
@@ -196,7 +200,7 @@ template <class K, class Env = StandardEnv> struct Frame {
   // Flagged lanes go to the scalar routine, in ascending order; a status is
   // stored, reported with the caller's arrays, and read back.
   template <int N, bool Strided>
-  static void special(const Arrays &a, int i, V (&x)[NI][N / W], V (&r)[NO][N / W], T (&xin)[NI][N],
+  static void special(const K &kn, const Arrays &a, int i, V (&x)[NI][N / W], V (&r)[NO][N / W], T (&xin)[NI][N],
                       T (&res)[NO][N], unsigned mask) {
     for (int k = 0; k < NI; ++k)
       for (int v = 0; v < N / W; ++v) simd::store(xin[k] + v * W, x[k][v]);
@@ -206,7 +210,7 @@ template <class K, class Env = StandardEnv> struct Frame {
     while (mask) {
       const int j = __builtin_ctz(mask);
       mask &= mask - 1;
-      const int status = scalar(&xin[0][j], &xin[k1][j], &res[0][j], &res[o1][j]);
+      const int status = scalar(kn, &xin[0][j], &xin[k1][j], &res[0][j], &res[o1][j]);
       if (status == 0) continue;
       const int e = i + j;
       T *out[2] = {a.out[0], a.out[o1]};
