@@ -28,9 +28,16 @@ inline vd2 sin_large(vd2 a) {
   return eval_row(dtrig_tables::kSineTable, k & 511, r, r_lo);
 }
 
-// Lanes over the threshold but finite take the large path, the pair at once.
-inline vd2 with_large(vd2 a, vl2 big, vl2 bad, vd2 y) {
-  if (__builtin_expect(lane_bits(big & ~bad) != 0, 0)) y = select(big, sin_large(a), y);
+// Lanes over the threshold (`big`, rare): the non-finite ones go to the scalar
+// routine, the finite ones take the large path, the pair at once, with the
+// sign of x.
+inline vd2 with_large(vd2 x, vl2 big, vl2 &bad, vd2 y) {
+  bad = vl2{};
+  if (__builtin_expect(lane_bits(big) != 0, 0)) {
+    const vd2 a = vabs(x);
+    bad = non_finite(a);
+    if (lane_bits(big & ~bad) != 0) y = select(big, bxor(sin_large(a), sign_of(x)), y);
+  }
   return y;
 }
 
@@ -43,8 +50,7 @@ struct DSinLA {
     const vd2 a = vabs(x);
     vq2 nb;
     const vd2 n = round_shift(a * kInvPi, nb);
-    vd2 r = (((a - n * kP1) - n * kP2) - n * kP3) - n * kP4;
-    r = bxor(r, parity_sign(nb));
+    const vd2 r = (((a - n * kP1) - n * kP2) - n * kP3) - n * kP4;
     const vd2 z = r * r;
     const vd2 p =
         -0.16666666666666186 +
@@ -52,9 +58,8 @@ struct DSinLA {
              z * (-0.00019841269825056256 +
                   z * (2.7557316600552628e-06 +
                        z * (-2.5051880273862881e-08 + z * (1.6048095404959637e-10 + z * -7.3733445331106646e-13)))));
-    const vd2 y = r + (z * p) * r;
-    bad = non_finite(a);
-    return bxor(with_large(a, ~le(a, 16777216.0), bad, y), sign_of(x));
+    const vd2 y = bxor(r + (z * p) * r, bxor(parity_sign(nb), sign_of(x)));
+    return with_large(x, ~le(a, 16777216.0), bad, y);
   }
   static int scalar(const double *a, double *r) { return non_finite_scalar<DSinLA>(a, r); }
 };
@@ -70,8 +75,7 @@ struct DSinHA {
     vd2 r_lo;
     const vd2 r = ReduceHA::run(a, nb, r_lo);
     const vd2 y = eval_row(dtrig_tables::kSineTable, nb & 511, r, r_lo);
-    bad = non_finite(a);
-    return bxor(with_large(a, ~le(a, ReduceHA::kThreshold), bad, y), sign_of(x));
+    return with_large(x, ~le(a, ReduceHA::kThreshold), bad, bxor(y, sign_of(x)));
   }
   static int scalar(const double *a, double *r) { return non_finite_scalar<DSinHA>(a, r); }
 };
@@ -85,13 +89,12 @@ struct DSinEP {
     const vd2 a = vabs(x);
     vq2 nb;
     const vd2 n = round_shift(a * kInvPi, nb);
-    vd2 r = ((a - n * kP1) - n * kP2) - n * f64(0x3D08469898CC5170);
-    r = bxor(r, parity_sign(nb));
+    const vd2 r = ((a - n * kP1) - n * kP2) - n * f64(0x3D08469898CC5170);
     const vd2 z = r * r;
     const vd2 p = -0.16666658839437162 +
                   z * (0.0083330466452487071 + z * (-0.00019808085361787081 + z * 2.6022725384193179e-06));
     bad = ~le(a, 16777216.0);
-    return bxor(r + (z * p) * r, sign_of(x));
+    return bxor(r + (z * p) * r, bxor(parity_sign(nb), sign_of(x)));
   }
   static int scalar(const double *a, double *r) { return ep_scalar(*a, r, nullptr); }
 };
