@@ -22,12 +22,18 @@ constexpr double kHalfPi = 1.5707963267948966;
 constexpr double kP1 = f64(0x400921FB40000000), kP2 = f64(0x3E84442D00000000), kP3 = f64(0x3D08469880000000),
                  kP4 = f64(0x3B88CC51701B839A);
 
-inline vd2 with_large(vd2 a, vl2 big, vl2 bad, vd2 y) {
-  if (__builtin_expect(lane_bits(big & ~bad) != 0, 0)) {
-    vq2 k;
-    vd2 r_lo;
-    const vd2 r = reduce_large(a, k, r_lo);
-    y = select(big, eval_row(dtrig_tables::kCosineTable, k & 511, r, r_lo), y);
+// Lanes over the threshold (`big`, rare): the non-finite ones go to the scalar
+// routine, the finite ones take the large path, the pair at once.
+inline vd2 with_large(vd2 a, vl2 big, vl2 &bad, vd2 y) {
+  bad = vl2{};
+  if (__builtin_expect(lane_bits(big) != 0, 0)) {
+    bad = non_finite(a);
+    if (lane_bits(big & ~bad) != 0) {
+      vq2 k;
+      vd2 r_lo;
+      const vd2 r = reduce_large(a, k, r_lo);
+      y = select(big, eval_row(dtrig_tables::kCosineTable, k & 511, r, r_lo), y);
+    }
   }
   return y;
 }
@@ -52,8 +58,7 @@ struct DCosLA {
              z * (-0.00019841269824944275 +
                   z * (2.755731658449074e-06 +
                        z * (-2.5051879126742989e-08 + z * (1.6048055576979365e-10 + z * -7.3728090972650701e-13)))));
-    vd2 y = select(bits::eq(t, kHalfPi), vd2{} + 1.0, r + (z * p) * r);
-    bad = non_finite(a);
+    const vd2 y = select(bits::eq(t, kHalfPi), vd2{} + 1.0, r + (z * p) * r);
     return with_large(a, ~le(vabs(t), 8388608.0), bad, y);
   }
   static int scalar(const double *a, double *r) { return non_finite_scalar<DCosLA>(a, r); }
@@ -70,7 +75,6 @@ struct DCosHA {
     vd2 r_lo;
     const vd2 r = ReduceHA::run(a, nb, r_lo);
     const vd2 y = eval_row(dtrig_tables::kCosineTable, nb & 511, r, r_lo);
-    bad = non_finite(a);
     return with_large(a, ~le(a, ReduceHA::kThreshold), bad, y);
   }
   static int scalar(const double *a, double *r) { return non_finite_scalar<DCosHA>(a, r); }

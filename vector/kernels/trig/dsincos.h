@@ -37,14 +37,19 @@ inline vd2 sincos_poly_ep(vd2 r) {
   return r + (z * p) * r;
 }
 
-// Both results of the large path, for every lane of `big` that is finite.
-inline void sincos_large(vd2 a, vl2 big, vl2 bad, vd2 &s, vd2 &c) {
-  if (__builtin_expect(lane_bits(big & ~bad) != 0, 0)) {
-    vq2 k;
-    vd2 r_lo;
-    const vd2 r = reduce_large(a, k, r_lo);
-    s = select(big, eval_row(dtrig_tables::kSineTable, k & 511, r, r_lo), s);
-    c = select(big, eval_row(dtrig_tables::kCosineTable, k & 511, r, r_lo), c);
+// Both results of the large path, for every lane of `big` that is finite;
+// the non-finite ones go to the scalar routine.
+inline void sincos_large(vd2 a, vl2 big, vl2 &bad, vd2 &s, vd2 &c) {
+  bad = vl2{};
+  if (__builtin_expect(lane_bits(big) != 0, 0)) {
+    bad = non_finite(a);
+    if (lane_bits(big & ~bad) != 0) {
+      vq2 k;
+      vd2 r_lo;
+      const vd2 r = reduce_large(a, k, r_lo);
+      s = select(big, eval_row(dtrig_tables::kSineTable, k & 511, r, r_lo), s);
+      c = select(big, eval_row(dtrig_tables::kCosineTable, k & 511, r, r_lo), c);
+    }
   }
 }
 
@@ -86,7 +91,6 @@ template <int kTier, bool kCis, const char *Name> struct DSinCosK {
       const vd2 r = ReduceHA::run(a, nb, r_lo);
       s = eval_row(dtrig_tables::kSineTable, nb & 511, r, r_lo);
       c = eval_row(dtrig_tables::kCosineTable, nb & 511, r, r_lo);
-      bad = non_finite(a);
       sincos_large(a, ~le(a, ReduceHA::kThreshold), bad, s, c);
     } else {
       sincos_fast<kTier == 2>(a, s, c);
@@ -94,7 +98,6 @@ template <int kTier, bool kCis, const char *Name> struct DSinCosK {
       if constexpr (kTier == 2) {
         bad = big;
       } else {
-        bad = non_finite(a);
         sincos_large(a, big, bad, s, c);
       }
     }

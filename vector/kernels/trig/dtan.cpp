@@ -19,12 +19,17 @@ using namespace qor::kernels::dtrig;
 constexpr double kTwoOverPi = 0.63661977236758138;
 
 // tan |x| for the lanes beyond the fast path: row k mod 256 (period pi).
-inline vd2 with_large(vd2 a, vl2 big, vl2 bad, vd2 y) {
-  if (__builtin_expect(lane_bits(big & ~bad) != 0, 0)) {
-    vq2 k;
-    vd2 r_lo;
-    const vd2 r = reduce_large(a, k, r_lo);
-    y = select(big, eval_tan_row(dtrig_tables::kTanTable, k & 255, r, r_lo), y);
+// The non-finite lanes among them go to the scalar routine.
+inline vd2 with_large(vd2 a, vl2 big, vl2 &bad, vd2 y) {
+  bad = vl2{};
+  if (__builtin_expect(lane_bits(big) != 0, 0)) {
+    bad = non_finite(a);
+    if (lane_bits(big & ~bad) != 0) {
+      vq2 k;
+      vd2 r_lo;
+      const vd2 r = reduce_large(a, k, r_lo);
+      y = select(big, eval_tan_row(dtrig_tables::kTanTable, k & 255, r, r_lo), y);
+    }
   }
   return y;
 }
@@ -56,7 +61,6 @@ template <bool kEP> struct DTanFast {
     // EP's leading coefficients differ by 2^-35: below 2^-27, where tan x = x
     // to the ulp, x itself keeps denormal results exact.
     if constexpr (kEP) y = select(lt(a, 0x1p-27), a, y);
-    bad = non_finite(a);
     return bxor(with_large(a, ~le(a, 128000.0), bad, y), sign_of(x));
   }
   static int scalar(const double *a, double *r) { return non_finite_scalar<DTanFast>(a, r); }
@@ -73,7 +77,6 @@ struct DTanHA {
     vd2 r_lo;
     const vd2 r = ReduceHA::run(a, nb, r_lo);
     const vd2 y = eval_tan_row(dtrig_tables::kTanTable, nb & 255, r, r_lo);
-    bad = non_finite(a);
     return bxor(with_large(a, ~le(a, ReduceHA::kThreshold), bad, y), sign_of(x));
   }
   static int scalar(const double *a, double *r) { return non_finite_scalar<DTanHA>(a, r); }
