@@ -107,10 +107,10 @@ QOR_ACCURACY(dCos, HA, ULP, 1.0)
 QOR_ACCURACY(dCos, EP, BITS, 26)
 QOR_INTERVAL_LOG(dCos, 4.9406564584124654e-324, 1.7976931348623157e308, 400000)  // every binade
 QOR_INTERVAL(dCos, -10.0, 10.0, 200000)
-QOR_INTERVAL(dCos, 8388600.0, 8388620.0, 20000)       // LA and EP threshold 2^23 on pi/2 - |x|
-QOR_INTERVAL(dCos, 65535.9, 65536.1, 20000)           // HA threshold
-QOR_INTERVAL(dCos, 1.0e-9, 1.0e-7, 20000)              // where pi/2 - |x| stops changing
-QOR_INTERVAL(dCos, 1.0e20, 1.0e300, 50000)            // huge arguments
+QOR_INTERVAL(dCos, 8388600.0, 8388620.0, 5000)       // LA and EP threshold 2^23 on pi/2 - |x|
+QOR_INTERVAL(dCos, 65535.9, 65536.1, 5000)           // HA threshold
+QOR_INTERVAL(dCos, 1.0e-9, 1.0e-7, 5000)              // where pi/2 - |x| stops changing
+QOR_INTERVAL(dCos, 1.0e20, 1.0e300, 20000)            // huge arguments
 
 }  // namespace
 }  // namespace qor::kernels
