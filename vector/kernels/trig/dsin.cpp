@@ -28,26 +28,12 @@ inline vd2 sin_large(vd2 a) {
   return eval_row(dtrig_tables::kSineTable, k & 511, r, r_lo);
 }
 
-// Lanes over the threshold (`big`, rare): the non-finite ones go to the scalar
-// routine, the finite ones take the large path, the pair at once, with the
-// sign of x.
-inline vd2 with_large(vd2 x, vl2 big, vl2 &bad, vd2 y) {
-  bad = vl2{};
-  if (__builtin_expect(lane_bits(big) != 0, 0)) {
-    const vd2 a = vabs(x);
-    bad = non_finite(a);
-    if (lane_bits(big & ~bad) != 0) y = select(big, bxor(sin_large(a), sign_of(x)), y);
-  }
-  return y;
-}
-
 struct DSinLA {
   using T = double;
   static constexpr int kIn = 1, kOut = 1, kBlock = 16;
   static constexpr double kPad = 0.75;
   static constexpr const char *kName = "vdSin";
-  static vd2 lanes(vd2 x, vl2 &bad) {
-    const vd2 a = vabs(x);
+  static vd2 fast(vd2 x, vd2 a) {
     vq2 nb;
     const vd2 n = round_shift(a * kInvPi, nb);
     const vd2 r = (((a - n * kP1) - n * kP2) - n * kP3) - n * kP4;
@@ -58,8 +44,12 @@ struct DSinLA {
              z * (-0.00019841269825056256 +
                   z * (2.7557316600552628e-06 +
                        z * (-2.5051880273862881e-08 + z * (1.6048095404959637e-10 + z * -7.3733445331106646e-13)))));
-    const vd2 y = bxor(r + (z * p) * r, bxor(parity_sign(nb), sign_of(x)));
-    return with_large(x, ~le(a, 16777216.0), bad, y);
+    return bxor(r + (z * p) * r, bxor(parity_sign(nb), sign_of(x)));
+  }
+  static vd2 lanes(vd2 x, vl2 &bad) {
+    const vd2 a = vabs(x);
+    return fast_or_large(~le(a, 16777216.0), a, bad, [&] { return fast(x, a); },
+                         [&] { return bxor(sin_large(a), sign_of(x)); });
   }
   static int scalar(const double *a, double *r) { return non_finite_scalar<DSinLA>(a, r); }
 };
@@ -71,11 +61,13 @@ struct DSinHA {
   static constexpr const char *kName = "vdSin";
   static vd2 lanes(vd2 x, vl2 &bad) {
     const vd2 a = vabs(x);
-    vq2 nb;
-    vd2 r_lo;
-    const vd2 r = ReduceHA::run(a, nb, r_lo);
-    const vd2 y = eval_row(dtrig_tables::kSineTable, nb & 511, r, r_lo);
-    return with_large(x, ~le(a, ReduceHA::kThreshold), bad, bxor(y, sign_of(x)));
+    auto fast = [&] {
+      vq2 nb;
+      vd2 r_lo;
+      const vd2 r = ReduceHA::run(a, nb, r_lo);
+      return bxor(eval_row(dtrig_tables::kSineTable, nb & 511, r, r_lo), sign_of(x));
+    };
+    return fast_or_large(~le(a, ReduceHA::kThreshold), a, bad, fast, [&] { return bxor(sin_large(a), sign_of(x)); });
   }
   static int scalar(const double *a, double *r) { return non_finite_scalar<DSinHA>(a, r); }
 };
