@@ -18,11 +18,13 @@ using namespace qor::kernels::dtrig;
 
 constexpr double kTwoOverPi = 0.63661977236758138;
 
-// tan |x| for the lanes beyond the fast path: row k mod 256 (period pi).
-inline vd2 tan_large(vd2 a) {
+// tan |x| for the lanes beyond the fast path: row k mod 256 (period pi),
+// evaluated in double-double for HA, in double for LA and EP.
+template <bool kShort> inline vd2 tan_large(vd2 a) {
   vq2 k;
   vd2 r_lo;
   const vd2 r = reduce_large(a, k, r_lo);
+  if constexpr (kShort) return eval_tan_row_short(dtrig_tables::kTanTable, k & 255, r, r_lo);
   return eval_tan_row(dtrig_tables::kTanTable, k & 255, r, r_lo);
 }
 
@@ -56,7 +58,7 @@ template <bool kEP> struct DTanFast {
   }
   static vd2 lanes(vd2 x, vl2 &bad) {
     const vd2 a = vabs(x);
-    return bxor(fast_or_large(~le(a, 128000.0), a, bad, [&] { return fast(a); }, [&] { return tan_large(a); }),
+    return bxor(fast_or_large(~le(a, 128000.0), a, bad, [&] { return fast(a); }, [&] { return tan_large<true>(a); }),
                 sign_of(x));
   }
   static int scalar(const double *a, double *r) { return non_finite_scalar<DTanFast>(a, r); }
@@ -75,7 +77,7 @@ struct DTanHA {
       const vd2 r = ReduceHA::run(a, nb, r_lo);
       return eval_tan_row(dtrig_tables::kTanTable, nb & 255, r, r_lo);
     };
-    return bxor(fast_or_large(~le(a, ReduceHA::kThreshold), a, bad, fast, [&] { return tan_large(a); }), sign_of(x));
+    return bxor(fast_or_large(~le(a, ReduceHA::kThreshold), a, bad, fast, [&] { return tan_large<false>(a); }), sign_of(x));
   }
   static int scalar(const double *a, double *r) { return non_finite_scalar<DTanHA>(a, r); }
 };
