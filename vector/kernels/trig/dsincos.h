@@ -37,9 +37,11 @@ inline vd2 sincos_poly_ep(vd2 r) {
   return r + (z * p) * r;
 }
 
-// Both results of the large path, for every lane of `big` that is finite.
-inline void sincos_large(vd2 a, vl2 big, vl2 bad, vd2 &s, vd2 &c) {
-  if (__builtin_expect(lane_bits(big & ~bad) != 0, 0)) {
+// Both results of the large path, for the finite lanes of `big`; the
+// non-finite ones go to the scalar routine.
+inline void sincos_large(vd2 a, vl2 big, vl2 &bad, vd2 &s, vd2 &c) {
+  bad = non_finite(a);
+  if (lane_bits(big & ~bad) != 0) {
     vq2 k;
     vd2 r_lo;
     const vd2 r = reduce_large(a, k, r_lo);
@@ -79,24 +81,29 @@ template <int kTier, bool kCis, const char *Name> struct DSinCosK {
   static constexpr const char *kName = Name;
   static void lanes(vd2 x, vd2 &r1, vd2 &r2, vl2 &bad) {
     const vd2 a = vabs(x);
-    vd2 s, c;
-    if constexpr (kTier == 1) {
-      vq2 nb;
-      vd2 r_lo;
-      const vd2 r = ReduceHA::run(a, nb, r_lo);
-      s = eval_row(dtrig_tables::kSineTable, nb & 511, r, r_lo);
-      c = eval_row(dtrig_tables::kCosineTable, nb & 511, r, r_lo);
-      bad = non_finite(a);
-      sincos_large(a, ~le(a, ReduceHA::kThreshold), bad, s, c);
-    } else {
-      sincos_fast<kTier == 2>(a, s, c);
-      const vl2 big = ~le(a, 8388608.0);
-      if constexpr (kTier == 2) {
-        bad = big;
+    vd2 s{}, c{};
+    auto fast = [&] {
+      if constexpr (kTier == 1) {
+        vq2 nb;
+        vd2 r_lo;
+        const vd2 r = ReduceHA::run(a, nb, r_lo);
+        s = eval_row(dtrig_tables::kSineTable, nb & 511, r, r_lo);
+        c = eval_row(dtrig_tables::kCosineTable, nb & 511, r, r_lo);
       } else {
-        bad = non_finite(a);
-        sincos_large(a, big, bad, s, c);
+        sincos_fast<kTier == 2>(a, s, c);
       }
+    };
+    const vl2 big = ~le(a, kTier == 1 ? ReduceHA::kThreshold : 8388608.0);
+    const unsigned m = lane_bits(big);
+    bad = vl2{};
+    if (__builtin_expect(m == 0, 1)) {
+      fast();
+    } else if (kTier == 2) {
+      fast();
+      bad = big;  // EP: the scalar routine
+    } else {
+      if (m != 3) fast();  // a pair over the threshold skips the fast formulas
+      sincos_large(a, big, bad, s, c);
     }
     s = bxor(s, sign_of(x));
     if constexpr (kCis) r1 = c, r2 = s;

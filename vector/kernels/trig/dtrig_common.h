@@ -110,6 +110,31 @@ inline vd2 eval_tan_row(const double (*table)[13], vq2 k, vd2 r, vd2 r_lo) {
   return s2 + low;
 }
 
+// The same row in plain double arithmetic, for the LA and EP large paths
+// (a few ulp): the pole term by one division, no low parts but r_lo's.
+inline vd2 eval_tan_row_short(const double (*table)[13], vq2 k, vd2 r, vd2 r_lo) {
+  const double *p = table[k[0]], *q = table[k[1]];
+  auto col = [&](int i) { return vd2{p[i], q[i]}; };
+  const vd2 d = (col(0) - r) + (col(1) - r_lo);
+  const vd2 poly = r * r * (col(7) + r * (col(8) + r * (col(9) + r * (col(10) + r * (col(11) + r * col(12))))));
+  return (col(2) / d + col(3)) + (col(5) * r + (col(4) + col(5) * r_lo + poly));
+}
+
+// The lane skeleton of the kernels with a large path: fast() for the lanes
+// up to the threshold, large() for the finite lanes above it (computed on
+// the pair, selected by lane), the non-finite lanes flagged for the scalar
+// routine. A pair with both lanes over the threshold skips fast(); the
+// other lanes keep their fast-path bits.
+template <class Fast, class Large> inline vd2 fast_or_large(vl2 big, vd2 a, vl2 &bad, Fast fast, Large large) {
+  const unsigned m = lane_bits(big);
+  bad = vl2{};
+  if (__builtin_expect(m == 0, 1)) return fast();
+  bad = non_finite(a);
+  const vd2 y = m == 3 ? vd2{} : fast();
+  if (lane_bits(big & ~bad) == 0) return y;
+  return select(big, large(), y);
+}
+
 // The scalar routine of the LA and HA kernels, which flag only non-finite
 // lanes: NaN comes back quiet (x * x) with no status; +-Inf gives NaN (x * 0)
 // and status 1. A finite lane (never flagged) gets its vector result.
