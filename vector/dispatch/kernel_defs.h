@@ -5,6 +5,10 @@
 #ifndef QOR_VECTOR_KERNEL_DEFS_H
 #define QOR_VECTOR_KERNEL_DEFS_H
 
+#include <string.h>
+
+#include <type_traits>
+
 #include "vector/dispatch/frame.h"
 
 // Declares the hidden table of a unit-stride entry, for I forms to forward through.
@@ -79,13 +83,38 @@
 // One real input, interleaved complex output (CIS): a two-output description
 // K (lanes(V a, V &re, V &im, M &bad)) whose first result is the real part and
 // second the imaginary part. r points at n complex elements seen as pairs of
-// K::T; incr counts complex elements. Both forms run the frame's strided
-// addressing with the two results 2 (2 * incr) elements apart; statuses are
-// reported with the real input and the real and imaginary result parts.
+// K::T; incr counts complex elements. The unit form runs the frame's unit
+// path in chunks into two stack arrays and interleaves them; an array with a
+// non-finite element (the only ones that can report) runs the strided
+// addressing instead, so that a report sees the caller's arrays and indices.
+// Chunks are whole blocks, so results do not depend on the path.
+namespace qor::bex {
+template <class K, class Env> void run_r2c_unit(int n, const typename K::T *a, typename K::T *r) {
+  using T = typename K::T;
+  using U = std::conditional_t<sizeof(T) == 4, uint32_t, uint64_t>;
+  constexpr U kExp = sizeof(T) == 4 ? U(0x7f800000u) : U(0x7ff0000000000000ull);
+  U special = 0;
+  for (int i = 0; i < n; ++i) {
+    U b;
+    memcpy(&b, a + i, sizeof b);
+    special |= (U)((b & kExp) == kExp);
+  }
+  if (special) return Frame<K, Env>::run_strided(n, {{a, a}, {1, 1}, {r, r + 1}, {2, 2}});
+  constexpr int C = 256;
+  alignas(64) T re[C], im[C];
+  for (int i = 0; i < n; i += C) {
+    const int m = n - i < C ? n - i : C;
+    Frame<K, Env>::run_unit(m, {{a + i, a + i}, {1, 1}, {re, im}, {1, 1}});
+    T *out = r + 2 * (long)i;
+    for (int j = 0; j < m; ++j) out[2 * j] = re[j], out[2 * j + 1] = im[j];
+  }
+}
+}  // namespace qor::bex
+
 #define QOR_R2C_KERNELS(entry, tag, KU, KI, Env)                                                       \
   QOR_UNIT_TABLE(entry)                                                                               \
   extern "C" void qor_k_##entry##_##tag(int n, const KU::T *a, KU::T *r) {                            \
-    ::qor::bex::Frame<KU, Env>::run_strided(n, {{a, a}, {1, 1}, {r, r + 1}, {2, 2}});                 \
+    ::qor::bex::run_r2c_unit<KU, Env>(n, a, r);                                                       \
   }                                                                                                   \
   extern "C" void qor_k_##entry##I_##tag(int n, const KU::T *a, int inca, KU::T *r, int incr) {      \
     if (inca == 1 && incr == 1) {                                                                     \
