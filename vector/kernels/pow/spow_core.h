@@ -76,21 +76,77 @@ struct SPowHATier {
 };
 using SPowHACore = SPowWideCore<13, 1, SPowHATier>;
 
-// LA: steps of 2^-7 (|r| <= 2^-8), ln(1 + r) to degree 4; N = 128, e^r to
-// degree 3 (|r| <= 2.7e-3).
-struct SPowLATier {
-  static vd2 log1p(vd2 r) { return r + r * r * (-0.5 + r * (0.33333333333333333 + r * -0.25)); }
-  static vd2 exp(vd2 t) {
-    const vd2 z = t * 184.66496523378731 + kShift52;  // 128 / ln 2
-    const vd2 r = t - (z - kShift52) * 0.0054152123481245725;  // ln 2 / 128
-    const vq2 kb = as<vq2>(z);
-    vd2 tj, unused;
-    expk::gather_rows<128>(kPowExp2_128, kb, tj, unused);
-    const vd2 v = tj + tj * (r + r * r * (0.5 + r * 0.16666666666666666));
-    return as<vd2>(as<vq2>(v) + ((kb << 45) & 0xfff0000000000000ull));
+// LA, all in single precision. x = 2^k m with m in [1, 2); the top 7
+// fraction bits, rounded at the 8th, pick a row of kSPowLn_128 (the last
+// point, 2, is row 0 of the next binade: m halves and k grows, so that x
+// near 1 from below finds c = 1 and ln x loses nothing to cancellation).
+// m is cut by 4097 into 12-bit halves, each multiplied exactly by the 12-bit
+// row reciprocal c: r = m c - 1 = rh + rl, |r| <= 2^-8. ln x = h + l with
+// h = k ln2_hi + hi(row) exactly as a sum, s = h + r rounded, and l the rest:
+// the sums' errors, the row's low part, k ln2_lo and the series beyond r
+// (-r^2/2 + r^3/3 - r^4/4). The product with y
+// keeps its low bits: s and y are cut into 12-bit halves, so t = y s + y l = th + tl
+// with th an exact product's head. e^t as sExp LA: n by the shifter, the
+// remainder in two parts of ln 2 plus tl, degree 5.
+struct SPowLACore {
+  using T = float;
+  struct Y {
+    vf4 y, yh, yl;
+  };
+  static constexpr int kBlock = 16;
+  static constexpr float kSplit = 4097.0f;       // 2^12 + 1: 12-bit halves of a float
+  static constexpr int32_t kTBound = 0x42819f00;  // |t| up to 64.8: the result stays normal
+  static void cut4097(vf4 a, vf4 &hi, vf4 &lo) {
+    const vf4 c = a * kSplit;
+    hi = c - (c - a);
+    lo = a - hi;
+  }
+  // y's halves by a mask (12 significant bits kept): no product that could
+  // overflow for a huge y.
+  static Y cut(vf4 y) {
+    const vf4 yh = as<vf4>(as<vu4>(y) & 0xfffff000u);
+    return {y, yh, y - yh};
+  }
+  static vf4 lanes(vf4 x, const Y &y, vi4 &bad) {
+    const vu4 xi = as<vu4>(x);
+    const vu4 frac = xi & 0x7fffffu;
+    const vu4 j = (frac + 0x8000u) >> 16;  // 0 .. 128
+    const vu4 top = j >> 7;
+    alignas(16) int32_t w[4];
+    store(w, as<vi4>(j & 127u));
+    __asm__("" : "+m"(w));
+    __m128 c = _mm_load_ps(kSPowLn_128[w[0]]), lh = _mm_load_ps(kSPowLn_128[w[1]]),
+           ll = _mm_load_ps(kSPowLn_128[w[2]]), pad = _mm_load_ps(kSPowLn_128[w[3]]);
+    _MM_TRANSPOSE4_PS(c, lh, ll, pad);
+    const vf4 m = as<vf4>((frac | 0x3f800000u) - (top << 23));
+    const vf4 k = __builtin_convertvector(as<vi4>((xi >> 23) + top) - 127, vf4);
+    vf4 mh, ml;
+    cut4097(m, mh, ml);
+    const vf4 rh = mh * as<vf4>(c) - 1.0f, rl = ml * as<vf4>(c);
+    const vf4 r = rh + rl;
+    const vf4 q = r * r * (-0.5f + r * (0.333333343f + r * -0.25f));
+    const vf4 a = k * 0.693115234f;  // exact: ln2_hi has 11 bits
+    const vf4 h = a + as<vf4>(lh);   // |a| >= the row's log, or a = 0
+    const vf4 e = as<vf4>(lh) - (h - a);
+    const vf4 l0 = ((e + as<vf4>(ll)) + k * 3.19461833e-05f) + ((rl - (r - rh)) + q);
+    // ln x = s + l: s the rounded sum of h and r, its head (h is 0 near 1).
+    const vf4 s = h + r, sb = s - h;
+    const vf4 l = ((h - (s - sb)) + (r - sb)) + l0;
+    vf4 sh, sl;
+    cut4097(s, sh, sl);
+    const vf4 th = y.y * s;
+    const vf4 tl = (((y.yh * sh - th) + y.yh * sl + y.yl * sh) + y.yl * sl) + y.y * l;
+    // e^t: the sExp LA reduction and polynomial.
+    const vf4 t = th + tl;  // n by the whole product, so that |g| stays within ln2/2
+    const vf4 z = t * 1.44269502f + 12582912.0f;
+    const vf4 n = z - 12582912.0f;
+    const vf4 g = ((th - n * 0.693145752f) - n * 1.42860677e-06f) + tl;
+    const vf4 p = 1.0f + g * (f32(0x3f7ffffe) +
+                              g * (f32(0x3effff34) + g * (f32(0x3e2aacac) + g * (f32(0x3d2b8392) + g * f32(0x3c07d9fe)))));
+    bad = s_x_bad(x) | s_y_bad(y.y) | ((as<vi4>(t) & 0x7fffffff) > kTBound);
+    return as<vf4>(as<vu4>(p) + (as<vu4>(z) << 23));
   }
 };
-using SPowLACore = SPowWideCore<16, 8, SPowLATier>;
 
 // EP, all in single precision: m in [2/3, 4/3) by the bits of 0.666666687,
 // ln m by a series in r = m - 1, ln x in two parts of ln 2; t = y ln x;
