@@ -10,7 +10,7 @@ kernels, from mpmath at 200 bits.
   float mantissa times c is exact in double) and -ln(c) in double.
 - kSPowLn_128 (sPow LA, single precision): row j for the point p = 1 + j/128
   holds c = 1/p rounded to 12 bits (a 12-bit half of a float mantissa times c
-  is exact), and -ln(c) as a float hi plus a float lo; the fourth float pads
+  is exact), and -ln(c) as hi, a multiple of 2^-17, plus a float lo; the fourth float pads
   the row to 16 bytes.
 - kPowExp2_2048: 2^(i/2048) in double (sPow HA).
 - kPowExp2_128: hi + lo = 2^(i/128) in double (dPow).
@@ -47,8 +47,8 @@ def spow_la_rows():
     for j in range(128):
         c = round_to(1 / (1 + mpmath.mpf(j) / 128), 12)
         l = -mpmath.log(mpmath.mpf(c))
-        hi = f32(l)
-        rows.append((f32(c), hi, f32(l - hi)))
+        hi = float(mpmath.nint(l * 2**17)) / 2**17  # k ln2_hi + hi is exact for |k| < 190
+        rows.append((f32(c), f32(hi), f32(l - hi)))
     return rows
 
 
@@ -71,7 +71,7 @@ def check(recip, logs, sln, e2048, e128, sla):
     assert sla[0] == (1.0, 0.0, 0.0)
     for j, (c, hi, lo) in enumerate(sla):
         assert abs(c * (1 + j / 128) - 1) < 2**-12  # |m c - 1| stays near 2^-8
-        assert abs(lo) <= abs(hi) * 2**-24
+        assert abs(lo) <= 2**-18 and hi * 2**17 == int(hi * 2**17)
     # Every reciprocal has at most 18 significant bits: the masked products are exact.
     for c in recip:
         m = int(c * 2**18 * (2 if c < 1 else 1))
@@ -94,7 +94,7 @@ def main():
     out += ["    {%s, %s},  // %.17g" % (lit64(h), lit64(l), h) for h, l in logs] + ["};", ""]
     out += ["// {c = 1/(1 + j/1024) to 28 bits, -ln(c)}", "alignas(64) constexpr double kPowLn_1025[1025][2] = {"]
     out += ["    {%s, %s},  // %.17g" % (lit64(c), lit64(l), l) for c, l in sln] + ["};", ""]
-    out += ["// {c = 1/(1 + j/128) to 12 bits, -ln(c) as hi + lo, 0}",
+    out += ["// {c = 1/(1 + j/128) to 12 bits, -ln(c) as hi (to 2^-17) + lo, 0}",
             "alignas(64) constexpr float kSPowLn_128[128][4] = {"]
     out += ["    {%s, %s, %s, 0.0f},  // %.9g" % (lit32(c), lit32(h), lit32(l), h) for c, h, l in sla] + ["};", ""]
     out += ["// 2^(i/2048), correctly rounded", "alignas(64) constexpr double kPowExp2_2048[2048] = {"]

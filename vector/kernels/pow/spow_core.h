@@ -82,11 +82,11 @@ using SPowHACore = SPowWideCore<13, 1, SPowHATier>;
 // near 1 from below finds c = 1 and ln x loses nothing to cancellation).
 // m is cut by 4097 into 12-bit halves, each multiplied exactly by the 12-bit
 // row reciprocal c: r = m c - 1 = rh + rl, |r| <= 2^-8. ln x = h + l with
-// h = k ln2_hi + hi(row) exactly as a sum, s = h + r rounded, and l the rest:
-// the sums' errors, the row's low part, k ln2_lo and the series beyond r
-// (-r^2/2 + r^3/3 - r^4/4). The product with y
-// keeps its low bits: s and y are cut into 12-bit halves, so t = y s + y l = th + tl
-// with th an exact product's head. e^t as sExp LA: n by the shifter, the
+// h = k ln2_hi + hi(row), an exact sum (the rows' hi are multiples of
+// 2^-17), s = h + r rounded, and l the rest: the sum's error, the row's
+// low part, k ln2_lo and the series beyond r (-r^2/2 + r^3/3 - r^4/4). The product with y keeps its low bits:
+// s and y are cut into 12-bit halves, so t = yh s12 + (yl s12 + y l) = th + tl
+// with th exact. e^t as sExp LA: n by the shifter, the
 // remainder in two parts of ln 2 plus tl, degree 5.
 struct SPowLACore {
   using T = float;
@@ -123,27 +123,27 @@ struct SPowLACore {
     vf4 mh, ml;
     cut4097(m, mh, ml);
     const vf4 rh = mh * as<vf4>(c) - 1.0f, rl = ml * as<vf4>(c);
-    const vf4 r = rh + rl;
+    const vf4 r = rh + rl, re = rl - (r - rh);
     const vf4 q = r * r * (-0.5f + r * (0.333333343f + r * -0.25f));
     const vf4 a = k * 0.693115234f;  // exact: ln2_hi has 11 bits
-    const vf4 h = a + as<vf4>(lh);   // |a| >= the row's log, or a = 0
-    const vf4 e = as<vf4>(lh) - (h - a);
-    const vf4 l0 = ((e + as<vf4>(ll)) + k * 3.19461833e-05f) + ((rl - (r - rh)) + q);
-    // ln x = s + l: s the rounded sum of h and r, its head (h is 0 near 1).
+    const vf4 h = a + as<vf4>(lh);   // exact: both multiples of 2^-17, |h| < 2^7
+    // ln x = s + l: s = h + r rounded, its error kept; s cut to 12 bits by a
+    // mask, so that y's 12-bit halves multiply it exactly.
     const vf4 s = h + r, sb = s - h;
-    const vf4 l = ((h - (s - sb)) + (r - sb)) + l0;
-    vf4 sh, sl;
-    cut4097(s, sh, sl);
-    const vf4 th = y.y * s;
-    const vf4 tl = (((y.yh * sh - th) + y.yh * sl + y.yl * sh) + y.yl * sl) + y.y * l;
-    // e^t: the sExp LA reduction and polynomial.
+    const vf4 se = (h - (s - sb)) + (r - sb);
+    const vf4 s12 = as<vf4>(as<vu4>(s) & 0xfffff000u);
+    const vf4 l = ((s - s12) + se) + ((as<vf4>(ll) + k * 3.19461833e-05f) + (re + q));
+    const vf4 th = y.yh * s12;  // exact
+    const vf4 tl = y.yl * s12 + y.y * l;
     const vf4 t = th + tl;  // n by the whole product, so that |g| stays within ln2/2
     const vf4 z = t * 1.44269502f + 12582912.0f;
     const vf4 n = z - 12582912.0f;
-    const vf4 g = ((th - n * 0.693145752f) - n * 1.42860677e-06f) + tl;
-    const vf4 p = 1.0f + g * (f32(0x3f7ffffe) +
-                              g * (f32(0x3effff34) + g * (f32(0x3e2aacac) + g * (f32(0x3d2b8392) + g * f32(0x3c07d9fe)))));
-    bad = s_x_bad(x) | s_y_bad(y.y) | ((as<vi4>(t) & 0x7fffffff) > kTBound);
+    const vf4 g = (th - n * 0.693145752f) + (tl - n * 1.42860677e-06f);
+    const vf4 g2 = g * g;  // in pairs of terms: a shorter dependency chain than Horner's
+    const vf4 p = (1.0f + g * f32(0x3f7ffffe)) +
+                  g2 * ((f32(0x3effff34) + g * f32(0x3e2aacac)) + g2 * (f32(0x3d2b8392) + g * f32(0x3c07d9fe)));
+    // y infinite or NaN leaves yl = NaN, and so t: the test on t covers y.
+    bad = s_x_bad(x) | ((as<vi4>(t) & 0x7fffffff) > kTBound);
     return as<vf4>(as<vu4>(p) + (as<vu4>(z) << 23));
   }
 };
