@@ -6,8 +6,9 @@ kernels, from mpmath at 200 bits.
   the reciprocal c = 1/p rounded to 18 significant bits, so that a 21-bit head
   and a 32-bit tail of a mantissa multiply by it exactly; the log2 row holds
   hi + lo = -log2(c) (exactly the logarithm of the value the kernel divides by).
-- kPowLn_1025 (sPow): row j holds c = 1/(1 + j/1024) rounded to 28 bits (a
-  float mantissa times c is exact in double) and -ln(c) in double.
+- kSPowRcpLn_1025 (sPow HA): row i holds c = (512 + i)/1024, every point in
+  steps of 2^-10 from 0.5 to 1.5 that the approximate reciprocal, rounded to
+  that step, can give, and -ln(c) in double.
 - kSPowLn_128 (sPow LA, single precision): row j for the point p = 1 + j/128
   holds c = 1/p rounded to 12 bits (a 12-bit half of a float mantissa times c
   is exact), and -ln(c) as hi, a multiple of 2^-17, plus a float lo; the fourth float pads
@@ -34,10 +35,10 @@ def dpow_log_rows():
     return recip, logs
 
 
-def spow_log_rows():
+def spow_rcp_rows():
     rows = []
-    for j in range(1025):
-        c = round_to(1 / (1 + mpmath.mpf(j) / 1024), 28)
+    for i in range(1025):
+        c = (512 + i) / 1024
         rows.append((c, round_to(-mpmath.log(mpmath.mpf(c)), 53)))
     return rows
 
@@ -65,7 +66,7 @@ def check(recip, logs, sln, e2048, e128, sla):
     # The ends of the 1025-row tables: the point 1 and the point 2.
     assert recip[0] == 1.0 and logs[0] == (0.0, 0.0)
     assert recip[1024] == 0.5 and logs[1024] == (1.0, 0.0)
-    assert sln[0] == (1.0, 0.0) and sln[1024][0] == 0.5
+    assert sln[512] == (1.0, 0.0) and sln[0][0] == 0.5 and sln[1024][0] == 1.5
     assert e2048[0][0] == 1.0 and e2048[1024][0] == float(mpmath.sqrt(2))
     assert e128[0] == (1.0, 0.0) and e128[64][0] == float(mpmath.sqrt(2))
     assert sla[0] == (1.0, 0.0, 0.0)
@@ -80,7 +81,7 @@ def check(recip, logs, sln, e2048, e128, sla):
 
 def main():
     recip, logs = dpow_log_rows()
-    sln = spow_log_rows()
+    sln = spow_rcp_rows()
     e2048 = exp2_rows(2048)
     e128 = exp2_rows(128)
     sla = spow_la_rows()
@@ -92,7 +93,7 @@ def main():
     out += ["    %s,  // %.17g" % (lit64(c), c) for c in recip] + ["};", ""]
     out += ["// hi + lo = -log2(c)", "alignas(64) constexpr double kPowLog2_1025[1025][2] = {"]
     out += ["    {%s, %s},  // %.17g" % (lit64(h), lit64(l), h) for h, l in logs] + ["};", ""]
-    out += ["// {c = 1/(1 + j/1024) to 28 bits, -ln(c)}", "alignas(64) constexpr double kPowLn_1025[1025][2] = {"]
+    out += ["// {c = (512 + i)/1024, -ln(c)}", "alignas(64) constexpr double kSPowRcpLn_1025[1025][2] = {"]
     out += ["    {%s, %s},  // %.17g" % (lit64(c), lit64(l), l) for c, l in sln] + ["};", ""]
     out += ["// {c = 1/(1 + j/128) to 12 bits, -ln(c) as hi (to 2^-17) + lo, 0}",
             "alignas(64) constexpr float kSPowLn_128[128][4] = {"]

@@ -1,9 +1,8 @@
 // The lane formulas of the s power kernels, one per tier, all on the outline
-// ln x, times y, e^t. HA and LA widen the lanes and work in double: x = 2^k m,
-// c a row's reciprocal (28 bits, so m c is exact), r = m c - 1, ln x = k ln 2
-// - ln c + ln(1 + r); e^t by a 2^(i/N) table. HA: rows in steps of 2^-10,
-// N = 2048, degree 2; LA: steps of 2^-7, N = 128, degree 3. EP stays in
-// single precision with no table.
+// ln x, times y, e^t. HA widens the lanes and works in double with the
+// approximate reciprocal and a 2^(i/2048) table; LA and EP stay in single
+// precision, LA with a 7-bit table and the product with y kept in two parts,
+// EP with no table.
 #ifndef QOR_KERNELS_SPOW_CORE_H
 #define QOR_KERNELS_SPOW_CORE_H
 
@@ -19,62 +18,69 @@ inline vd2 low_half(vi4 x) { return __builtin_convertvector(__builtin_shufflevec
 inline vd2 high_half(vi4 x) { return __builtin_convertvector(__builtin_shufflevector(x, x, 2, 3), vd2); }
 inline vi4 s_t_bad(vf4 t) { return (as<vi4>(t) & 0x7fffffff) > kSTBound; }
 
-// The exponent widened, formed once per vector (Pow) or once per call (Powx).
-struct SPowWideY {
-  vf4 y;
-  vd2 lo, hi;
-};
-
-// Shift: the row index is the fraction's top bits rounded at the next one;
-// Step: rows of kPowLn_1025 between two used ones. Tier: the series and the
-// exponential.
-template <int Shift, int Step, class Tier> struct SPowWideCore {
+// HA, in double on widened lanes. x = 2^k m with m in [0.707, 1.414): the
+// top 10 fraction bits against 724/512 choose the exponent 1023 or 1022 for
+// m. The approximate reciprocal of m, rounded to a step of 2^-10 by a
+// shifter, is c; its row of kSPowRcpLn_1025 holds c and -ln c for every
+// step from 0.5 to 1.5, so any c the instruction leads to has its exact
+// logarithm and r = m c - 1 is exact, |r| <= 1.1e-3 on every processor.
+// ln x = k ln 2 - ln c + ln(1 + r), degree 3. e^t = 2^(n/2048) by
+// 2048/ln 2 and the shifter: the low 11 bits of n pick 2^(j/2048), the high
+// bits the exponent; the remainder s (|s| <= 1/2, in steps of 1/2048 of a
+// binade) gives 2^(s/2048) = (1 + a)^s with a = 2^(1/2048) - 1, to second
+// order 1 + u + u (u - a)/2 with u = s a. One rounding to single ends the
+// element; a result that rounds out of the normal range is flagged.
+struct SPowHACore {
   using T = float;
-  using Y = SPowWideY;
+  struct Y {
+    vf4 y;
+    vd2 lo, hi;
+  };
   static constexpr int kBlock = 16;
+  static constexpr float kStep = 12288.0f;  // 1.5 * 2^13: rounds to a multiple of 2^-10
+  static constexpr double kA = 0.00033850805268231294;  // 2^(1/2048) - 1
+  static constexpr double kTBound = 103.97206124103909;
   static Y cut(vf4 y) { return {y, low_pair(y), high_pair(y)}; }
 
   static vd2 half(vd2 m, vd2 k, vd2 y, const int32_t *w, vd2 &t) {
     vd2 c, lc;
-    gather_pairs(kPowLn_1025, vl2{w[0] * Step, w[1] * Step}, c, lc);
+    gather_pairs(kSPowRcpLn_1025, vl2{w[0], w[1]}, c, lc);
     const vd2 r = m * c - 1.0;
-    const vd2 lnx = k * kLn2 + (lc + Tier::log1p(r));
+    const vd2 lnx = k * kLn2 + (lc + r + r * r * (-0.49999999999988803 + r * 0.33333333333308374));
     t = y * lnx;
-    return Tier::exp(t);
-  }
-  static vf4 lanes(vf4 x, const Y &y, vi4 &bad) {
-    const vi4 xi = as<vi4>(x);
-    const vi4 frac = xi & 0x7fffff;
-    alignas(16) int32_t w[4];
-    store(w, (frac + (1 << (Shift - 1))) >> Shift);
-    __asm__("" : "+m"(w));
-    const vi4 k = (xi >> 23) - 127;
-    const vf4 m = as<vf4>(frac | 0x3f800000);
-    vd2 t0, t1;
-    const vd2 r0 = half(low_pair(m), low_half(k), y.lo, w, t0);
-    const vd2 r1 = half(high_pair(m), high_half(k), y.hi, w + 2, t1);
-    bad = s_x_bad(x) | s_y_bad(y.y) | s_t_bad(narrow(t0, t1));
-    return narrow(r0, r1);
-  }
-};
-
-// HA: steps of 2^-10 (|r| <= 2^-11), ln(1 + r) to degree 3; N = 2048 with
-// one reduction constant, e^r to degree 2 (|r| <= 1.7e-4).
-struct SPowHATier {
-  static vd2 log1p(vd2 r) { return r + r * r * (-0.49999999999988803 + r * 0.33333333333308374); }
-  static vd2 exp(vd2 t) {
-    const vd2 z = t * 2954.639443740597 + kShift52;  // 2048 / ln 2
-    const vd2 r = t - (z - kShift52) * 0.0003384507717577858;  // ln 2 / 2048
+    const vd2 tk = t * 2954.639443740597;  // 2048 / ln 2
+    const vd2 z = tk + kShift52;
+    const vd2 sr = tk - (z - kShift52);
     const vq2 kb = as<vq2>(z);
-    alignas(16) uint32_t w[4];
-    store(w, kb);
-    __asm__("" : "+m"(w));
-    const vd2 tj = {kPowExp2_2048[w[0] & 2047], kPowExp2_2048[w[2] & 2047]};
-    const vd2 v = tj + tj * (r + 0.5 * r * r);
+    alignas(16) uint32_t q[4];
+    store(q, kb);
+    __asm__("" : "+m"(q));
+    const vd2 tj = {kPowExp2_2048[q[0] & 2047], kPowExp2_2048[q[2] & 2047]};
+    const vd2 u = sr * kA;
+    const vd2 v = tj + tj * (u + 0.5 * u * (u - kA));
     return as<vd2>(as<vq2>(v) + ((kb << 41) & 0xfff0000000000000ull));
   }
+  static vf4 lanes(vf4 x, const Y &y, vi4 &bad) {
+    const vu4 xi = as<vu4>(x);
+    const vu4 frac = xi & 0x7fffffu;
+    const vi4 big = as<vi4>(frac >> 13) > (724 - 512) * 2 - 1;  // m at or above 724/512
+    const vf4 mf = as<vf4>(frac | as<vu4>((vi4{} + 0x3f800000) - (big & 0x00800000)));  // exponent 0 or -1
+    const vi4 k = as<vi4>(xi >> 23) - 127 - big;
+    const vf4 c = as<vf4>(_mm_rcp_ps(as<__m128>(mf))) + kStep;
+    alignas(16) int32_t w[4];
+    store(w, as<vi4>(as<vu4>(c) - as<vu4>(vf4{kStep, kStep, kStep, kStep})) - 512);
+    __asm__("" : "+m"(w));
+    vd2 t0, t1;
+    const vd2 r0 = half(low_pair(mf), low_half(k), y.lo, w, t0);
+    const vd2 r1 = half(high_pair(mf), high_half(k), y.hi, w + 2, t1);
+    const vf4 res = narrow(r0, r1);
+    const vl2 tb0 = ~(as<vd2>(as<vq2>(t0) & 0x7fffffffffffffffull) <= kTBound);
+    const vl2 tb1 = ~(as<vd2>(as<vq2>(t1) & 0x7fffffffffffffffull) <= kTBound);
+    const vi4 tbad = as<vi4>(_mm_shuffle_ps(as<__m128>(tb0), as<__m128>(tb1), _MM_SHUFFLE(2, 0, 2, 0)));
+    bad = s_x_bad(x) | tbad | s_x_bad(res);  // res not positive normal finite
+    return res;
+  }
 };
-using SPowHACore = SPowWideCore<13, 1, SPowHATier>;
 
 // LA, all in single precision. x = 2^k m with m in [1, 2); the top 7
 // fraction bits, rounded at the 8th, pick a row of kSPowLn_128 (the last
