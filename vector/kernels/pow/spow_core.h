@@ -135,8 +135,10 @@ struct SPowLACore {
     const vf4 h = a + as<vf4>(lh);   // exact: both multiples of 2^-17, |h| < 2^7
     // ln x = s + l: s = h + r rounded, its error kept; s cut to 12 bits by a
     // mask, so that y's 12-bit halves multiply it exactly.
-    const vf4 s = h + r, sb = s - h;
-    const vf4 se = (h - (s - sb)) + (r - sb);
+    // |h| >= |r| or h = 0 for every row (|h| >= ln(256/255) once h is not 0,
+    // |r| <= 2^-8), so the error of s comes in two steps.
+    const vf4 s = h + r;
+    const vf4 se = r - (s - h);
     const vf4 s12 = as<vf4>(as<vu4>(s) & 0xfffff000u);
     const vf4 l = ((s - s12) + se) + ((as<vf4>(ll) + k * 3.19461833e-05f) + (re + q));
     const vf4 th = y.yh * s12;  // exact
