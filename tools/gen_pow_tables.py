@@ -11,8 +11,8 @@ kernels, from mpmath at 200 bits.
   that step, can give, and -ln(c) in double.
 - kSPowLn_128 (sPow LA, single precision): row j for the point p = 1 + j/128
   holds c = 1/p rounded to 12 bits (a 12-bit half of a float mantissa times c
-  is exact), and -ln(c) as hi, a multiple of 2^-17, plus a float lo; the fourth float pads
-  the row to 16 bytes.
+  is exact), and -ln(c) as hi, a multiple of 2^-17, plus a float lo; the
+  fourth float pads the row to 16 bytes.
 - kPowExp2_2048: 2^(i/2048) in double (sPow HA).
 - kPowExp2_128: hi + lo = 2^(i/128) in double (dPow).
 
@@ -69,6 +69,8 @@ def check(recip, logs, sln, e2048, e128, sla):
     assert sln[512] == (1.0, 0.0) and sln[0][0] == 0.5 and sln[1024][0] == 1.5
     assert e2048[0][0] == 1.0 and e2048[1024][0] == float(mpmath.sqrt(2))
     assert e128[0] == (1.0, 0.0) and e128[64][0] == float(mpmath.sqrt(2))
+    # The sPow HA exponential's step a = 2^(1/2048) - 1, as the kernel quotes it.
+    assert float(mpmath.power(2, mpmath.mpf(1) / 2048) - 1) == 0.00033850805268231294
     assert sla[0] == (1.0, 0.0, 0.0)
     for j, (c, hi, lo) in enumerate(sla):
         assert abs(c * (1 + j / 128) - 1) < 2**-12  # |m c - 1| stays near 2^-8

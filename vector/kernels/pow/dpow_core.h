@@ -1,8 +1,10 @@
 // The lane formulas of the d power kernels, one per tier, all on the outline
-// log2 x, times y, 2^t. LA and HA: log2 x in two parts from the 1025-row
-// tables (see log2_dd), the product with y exact, 2^t by 128 rows and
-// degree 5; HA keeps the rows' low parts. EP: the same tables' high parts,
-// log2 x and the product in plain double, degree 4 and 3.
+// log2 x, times y, 2^t. HA: log2 x in two parts from the 1025-row tables
+// (see log2_dd), the product with y exact, 2^t by 128 rows and degree 5 with
+// the rows' low parts. LA: the same tables with r's head masked (log2_la),
+// log2 x's head cut to 26 bits so that y's halves multiply it exactly, the
+// rows' high parts only. EP: the same tables' high parts, log2 x and the
+// product in plain double, degree 4 and 3.
 #ifndef QOR_KERNELS_DPOW_CORE_H
 #define QOR_KERNELS_DPOW_CORE_H
 
