@@ -39,7 +39,7 @@ struct SPowHACore {
   static constexpr int kBlock = 16;
   static constexpr float kStep = 12288.0f;  // 1.5 * 2^13: rounds to a multiple of 2^-10
   static constexpr double kA = 0.00033850805268231294;  // 2^(1/2048) - 1
-  static constexpr double kTBound = 103.97206124103909;
+  static constexpr int32_t kTBound = 0x42cff1b3;  // 103.97206124103909 rounded up to single
   static Y cut(vf4 y) { return {y, low_pair(y), high_pair(y)}; }
 
   static vd2 half(vd2 m, vd2 k, vd2 y, const int32_t *w, vd2 &t) {
@@ -74,10 +74,10 @@ struct SPowHACore {
     const vd2 r0 = half(low_pair(mf), low_half(k), y.lo, w, t0);
     const vd2 r1 = half(high_pair(mf), high_half(k), y.hi, w + 2, t1);
     const vf4 res = narrow(r0, r1);
-    const vl2 tb0 = ~(as<vd2>(as<vq2>(t0) & 0x7fffffffffffffffull) <= kTBound);
-    const vl2 tb1 = ~(as<vd2>(as<vq2>(t1) & 0x7fffffffffffffffull) <= kTBound);
-    const vi4 tbad = as<vi4>(_mm_shuffle_ps(as<__m128>(tb0), as<__m128>(tb1), _MM_SHUFFLE(2, 0, 2, 0)));
-    bad = s_x_bad(x) | tbad | s_x_bad(res);  // res not positive normal finite
+    // |t| above the bound (read in single precision), or the result not
+    // positive, normal and finite.
+    const vi4 tbad = (as<vi4>(narrow(t0, t1)) & 0x7fffffff) > kTBound;
+    bad = s_x_bad(x) | tbad | s_x_bad(res);
     return res;
   }
 };
