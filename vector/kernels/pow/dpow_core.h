@@ -1,8 +1,10 @@
 // The lane formulas of the d power kernels, one per tier, all on the outline
-// log2 x, times y, 2^t. LA and HA: log2 x in two parts from the 1025-row
-// tables (see log2_dd), the product with y exact, 2^t by 128 rows and
-// degree 5; HA keeps the rows' low parts. EP: the same tables' high parts,
-// log2 x and the product in plain double, degree 4 and 3.
+// log2 x, times y, 2^t. HA: log2 x in two parts from the 1025-row tables
+// (see log2_dd), the product with y exact, 2^t by 128 rows and degree 5 with
+// the rows' low parts. LA: the same tables with r's head masked (log2_la),
+// log2 x's head cut to 26 bits so that y's halves multiply it exactly, the
+// rows' high parts only. EP: the same tables' high parts, log2 x and the
+// product in plain double, degree 4 and 3.
 #ifndef QOR_KERNELS_DPOW_CORE_H
 #define QOR_KERNELS_DPOW_CORE_H
 
@@ -18,6 +20,34 @@ struct DPowY {
   vd2 y, yh, yl;
 };
 
+// LA's log2 x = hi + lo: r = m c - 1 exactly as rh + rl (m's head by the mask
+// 0xffffffff00000000), r's 26-bit head by the mask 0xfffffff800000000 times
+// the 21-bit head of 1/ln 2 exactly; the rest of 1/ln 2 times r, and the
+// series beyond its first term, in lo.
+constexpr double kInvLn2Head = 1.4426949024200439, kInvLn2Tail = 0x1.295c17f0bbbe8p-23;
+inline void log2_la(vd2 x, vd2 &hi, vd2 &lo) {
+  alignas(16) int32_t w[4];
+  row_index(x, w);
+  const vq2 bits = as<vq2>(x);
+  const vd2 k = as<vd2>((bits >> 52) | 0x4330000000000000ull) - 4503599627371519.0;  // 2^52 + 1023
+  const vd2 m = as<vd2>((bits & 0x000fffffffffffffull) | 0x3ff0000000000000ull);
+  const vd2 c = {kPowRecip_1025[w[1]], kPowRecip_1025[w[3]]};
+  vd2 lh, ll;
+  gather_pairs(kPowLog2_1025, vl2{w[1], w[3]}, lh, ll);
+  const vd2 mh = as<vd2>(as<vq2>(m) & 0xffffffff00000000ull);
+  const vd2 rh = mh * c - 1.0, rl = (m - mh) * c;
+  const vd2 r = rh + rl;
+  const vd2 r1 = as<vd2>(as<vq2>(r) & 0xfffffff800000000ull);
+  const vd2 r2 = (rh - r1) + rl;
+  const vd2 p1 = r1 * kInvLn2Head;  // exact
+  const vd2 q = r * r * (kL2 + r * (kL3 + r * (kL4 + r * (kL5 + r * kL6))));
+  vd2 s1, e1, s2, e2;
+  fast_two_sum(k, lh, s1, e1);
+  two_sum(s1, p1, s2, e2);
+  hi = s2;
+  lo = (e1 + e2) + (ll + ((r2 * kInvLn2Head + r * kInvLn2Tail) + q));
+}
+
 template <bool KeepLow> struct DPowCore {
   using T = double;
   using Y = DPowY;
@@ -29,9 +59,19 @@ template <bool KeepLow> struct DPowCore {
   }
   static vd2 lanes(vd2 x, const Y &y, vl2 &bad) {
     vd2 hi, lo, th, tl;
-    log2_dd(x, hi, lo);
-    times_y(y.y, y.yh, y.yl, hi, lo, th, tl);
-    const vd2 tt = th + kShift128;
+    if constexpr (KeepLow) {
+      log2_dd(x, hi, lo);
+      times_y(y.y, y.yh, y.yl, hi, lo, th, tl);
+    } else {
+      log2_la(x, hi, lo);
+      // log2 x = h + l with h the top 26 bits of hi (a mask), so that the
+      // halves of y multiply it exactly: t = yh h + (yl h + y l) = th + tl.
+      const vd2 h = as<vd2>(as<vq2>(hi) & 0xfffffffff8000000ull);
+      const vd2 l = (hi - h) + lo;
+      th = y.yh * h;
+      tl = y.yl * h + y.y * l;
+    }
+    const vd2 tt = KeepLow ? th + kShift128 : (th + tl) + kShift128;  // n by the whole t
     const vq2 kb = as<vq2>(tt);
     const vd2 f = (th - (tt - kShift128)) + tl;
     vd2 t0, t1;

@@ -241,12 +241,16 @@ template <class Core, class Scalar, const char *Name> struct PowKernel {
   static int scalar(const T *a, const T *b, T *r) { return Scalar::run(*a, *b, r); }
 };
 
-// Powx's general loop: the same lanes with the exponent cut once per call,
-// kept for the calling thread while its loop runs.
+// Powx's general loop: the same lanes with the exponent cut once per call.
+// The call keeps its PowxArg on its own stack; this thread's pointer to it
+// is in the initial-exec model (8 bytes of static TLS), so that the loop
+// reads it from the thread pointer with no call per block.
 template <class Core> struct PowxArg {
-  static inline thread_local typename Core::Y y;
-  static inline thread_local typename Core::T scalar_y;
+  typename Core::Y y;
+  typename Core::T scalar_y;
 };
+inline thread_local const void *powx_arg __attribute__((tls_model("initial-exec"))) = nullptr;
+template <class Core> inline const PowxArg<Core> &powx_arg_of() { return *static_cast<const PowxArg<Core> *>(powx_arg); }
 template <class Core> struct PowxKernel {
   using T = typename Core::T;
   using V = typename Lanes<T>::V;
@@ -254,8 +258,8 @@ template <class Core> struct PowxKernel {
   static constexpr int kIn = 1, kOut = 1, kBlock = Core::kBlock;
   static constexpr T kPad = (T)0.75;
   static constexpr const char *kName = sizeof(T) == 4 ? "vsPowx" : "vdPowx";
-  static V lanes(V x, M &bad) { return Core::lanes(x, PowxArg<Core>::y, bad); }
-  static int scalar(const T *a, T *r) { return pow_scalar(*a, PowxArg<Core>::scalar_y, r); }
+  static V lanes(V x, M &bad) { return Core::lanes(x, powx_arg_of<Core>().y, bad); }
+  static int scalar(const T *a, T *r) { return pow_scalar(*a, powx_arg_of<Core>().scalar_y, r); }
 };
 
 }  // namespace qor::kernels::powk

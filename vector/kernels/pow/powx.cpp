@@ -177,20 +177,20 @@ template <class Core, int Slot> struct Powx {
       case Path::kGeneral:
         break;
     }
-    // The exponent and its parts for this thread's loop; the previous ones are
-    // put back after it, should a callback have called Powx from inside a loop.
-    const typename Core::Y saved = PowxArg<Core>::y;
-    const T saved_b = PowxArg<Core>::scalar_y;
+    // The exponent and its parts for this thread's loop; the previous pointer
+    // is put back after it, should a callback have called Powx from inside a loop.
+    PowxArg<Core> arg;
     {
       qor::bex::SavedEnv env = StandardEnv::enter();  // the cut in the kernels' own state
-      PowxArg<Core>::y = Core::cut(splat<V>(b));
+      arg.y = Core::cut(splat<V>(b));
       qor::bex::fpenv::leave(env);
     }
-    PowxArg<Core>::scalar_y = b;
+    arg.scalar_y = b;
+    const void *saved = powx_arg;
+    powx_arg = &arg;
     if (strided) Frame<General, StandardEnv>::run_strided(n, arr);
     else Frame<General, StandardEnv>::run_unit(n, arr);
-    PowxArg<Core>::y = saved;
-    PowxArg<Core>::scalar_y = saved_b;
+    powx_arg = saved;
   }
 
   template <int P> static void chain_loop(int n, const Arrays &arr, bool strided) {
