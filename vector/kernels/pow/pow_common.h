@@ -242,15 +242,8 @@ template <class Core, class Scalar, const char *Name> struct PowKernel {
 };
 
 // Powx's general loop: the same lanes with the exponent cut once per call.
-// The call keeps its PowxArg on its own stack; this thread's pointer to it
-// is in the initial-exec model (8 bytes of static TLS), so that the loop
-// reads it from the thread pointer with no call per block.
-template <class Core> struct PowxArg {
-  typename Core::Y y;
-  typename Core::T scalar_y;
-};
-inline thread_local const void *powx_arg __attribute__((tls_model("initial-exec"))) = nullptr;
-template <class Core> inline const PowxArg<Core> &powx_arg_of() { return *static_cast<const PowxArg<Core> *>(powx_arg); }
+// The frame runs an instance that carries the cut exponent and the exponent
+// itself for the scalar routine.
 template <class Core> struct PowxKernel {
   using T = typename Core::T;
   using V = typename Lanes<T>::V;
@@ -258,8 +251,10 @@ template <class Core> struct PowxKernel {
   static constexpr int kIn = 1, kOut = 1, kBlock = Core::kBlock;
   static constexpr T kPad = (T)0.75;
   static constexpr const char *kName = sizeof(T) == 4 ? "vsPowx" : "vdPowx";
-  static V lanes(V x, M &bad) { return Core::lanes(x, powx_arg_of<Core>().y, bad); }
-  static int scalar(const T *a, T *r) { return pow_scalar(*a, powx_arg_of<Core>().scalar_y, r); }
+  typename Core::Y y;
+  T scalar_y;
+  V lanes(V x, M &bad) const { return Core::lanes(x, y, bad); }
+  int scalar(const T *a, T *r) const { return pow_scalar(*a, scalar_y, r); }
 };
 
 }  // namespace qor::kernels::powk

@@ -177,20 +177,16 @@ template <class Core, int Slot> struct Powx {
       case Path::kGeneral:
         break;
     }
-    // The exponent and its parts for this thread's loop; the previous pointer
-    // is put back after it, should a callback have called Powx from inside a loop.
-    PowxArg<Core> arg;
+    // The exponent and its parts, formed once for the call.
+    General k;
     {
       qor::bex::SavedEnv env = StandardEnv::enter();  // the cut in the kernels' own state
-      arg.y = Core::cut(splat<V>(b));
+      k.y = Core::cut(splat<V>(b));
       qor::bex::fpenv::leave(env);
     }
-    arg.scalar_y = b;
-    const void *saved = powx_arg;
-    powx_arg = &arg;
-    if (strided) Frame<General, StandardEnv>::run_strided(n, arr);
-    else Frame<General, StandardEnv>::run_unit(n, arr);
-    powx_arg = saved;
+    k.scalar_y = b;
+    if (strided) Frame<General, StandardEnv>::run_strided(n, arr, k);
+    else Frame<General, StandardEnv>::run_unit(n, arr, k);
   }
 
   template <int P> static void chain_loop(int n, const Arrays &arr, bool strided) {
