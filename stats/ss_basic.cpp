@@ -450,12 +450,4 @@ int64_t basic(GuxSSTask *task, uint64_t estimates, uint64_t method, const GuxThr
 }  // namespace
 }  // namespace qor::ss
 
-QOR_API int64_t _guxdSSBasic(GuxSSTask *task, uint64_t estimates, uint64_t method,
-                             const GuxThreadingTable *threading) {
-  return qor::ss::basic<double>(task, estimates, method, threading);
-}
-
-QOR_API int64_t _guxsSSBasic(GuxSSTask *task, uint64_t estimates, uint64_t method,
-                             const GuxThreadingTable *threading) {
-  return qor::ss::basic<float>(task, estimates, method, threading);
-}
+QOR_SS_ENTRIES(Basic, qor::ss::basic)

@@ -25,4 +25,16 @@ inline bool selected(const GuxSSTask *task, int64_t j) {
 
 }  // namespace qor::ss
 
+// The double and single entries of an estimator written once as a template
+// fn<T>(task, estimates, method, threading).
+#define QOR_SS_ENTRIES(Name, fn)                                                                    \
+  QOR_API int64_t _guxdSS##Name(GuxSSTask *task, uint64_t estimates, uint64_t method,              \
+                                const GuxThreadingTable *threading) {                              \
+    return fn<double>(task, estimates, method, threading);                                         \
+  }                                                                                                \
+  QOR_API int64_t _guxsSS##Name(GuxSSTask *task, uint64_t estimates, uint64_t method,              \
+                                const GuxThreadingTable *threading) {                              \
+    return fn<float>(task, estimates, method, threading);                                          \
+  }
+
 #endif

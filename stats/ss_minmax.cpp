@@ -84,12 +84,4 @@ int64_t minmax(GuxSSTask *task, uint64_t estimates, uint64_t method, const GuxTh
 }  // namespace
 }  // namespace qor::ss
 
-QOR_API int64_t _guxdSSMinmax(GuxSSTask *task, uint64_t estimates, uint64_t method,
-                              const GuxThreadingTable *threading) {
-  return qor::ss::minmax<double>(task, estimates, method, threading);
-}
-
-QOR_API int64_t _guxsSSMinmax(GuxSSTask *task, uint64_t estimates, uint64_t method,
-                              const GuxThreadingTable *threading) {
-  return qor::ss::minmax<float>(task, estimates, method, threading);
-}
+QOR_SS_ENTRIES(Minmax, qor::ss::minmax)

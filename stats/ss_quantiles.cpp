@@ -164,12 +164,4 @@ int64_t quantiles(GuxSSTask *task, uint64_t estimates, uint64_t method,
 }  // namespace
 }  // namespace qor::ss
 
-QOR_API int64_t _guxdSSQuantiles(GuxSSTask *task, uint64_t estimates, uint64_t method,
-                                 const GuxThreadingTable *threading) {
-  return qor::ss::quantiles<double>(task, estimates, method, threading);
-}
-
-QOR_API int64_t _guxsSSQuantiles(GuxSSTask *task, uint64_t estimates, uint64_t method,
-                                 const GuxThreadingTable *threading) {
-  return qor::ss::quantiles<float>(task, estimates, method, threading);
-}
+QOR_SS_ENTRIES(Quantiles, qor::ss::quantiles)

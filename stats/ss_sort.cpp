@@ -87,12 +87,4 @@ int64_t sort(GuxSSTask *task, uint64_t, uint64_t method, const GuxThreadingTable
 }  // namespace
 }  // namespace qor::ss
 
-QOR_API int64_t _guxdSSSort(GuxSSTask *task, uint64_t estimates, uint64_t method,
-                            const GuxThreadingTable *threading) {
-  return qor::ss::sort<double>(task, estimates, method, threading);
-}
-
-QOR_API int64_t _guxsSSSort(GuxSSTask *task, uint64_t estimates, uint64_t method,
-                            const GuxThreadingTable *threading) {
-  return qor::ss::sort<float>(task, estimates, method, threading);
-}
+QOR_SS_ENTRIES(Sort, qor::ss::sort)

@@ -194,12 +194,4 @@ QOR_API void __guxSQuantilesFreeBuffers(GuxSSTask *task) {
   task->stream_state = nullptr;
 }
 
-QOR_API int64_t _guxdSSStreamQuantiles(GuxSSTask *task, uint64_t estimates, uint64_t method,
-                                       const GuxThreadingTable *threading) {
-  return qor::ss::stream_quantiles<double>(task, estimates, method, threading);
-}
-
-QOR_API int64_t _guxsSSStreamQuantiles(GuxSSTask *task, uint64_t estimates, uint64_t method,
-                                       const GuxThreadingTable *threading) {
-  return qor::ss::stream_quantiles<float>(task, estimates, method, threading);
-}
+QOR_SS_ENTRIES(StreamQuantiles, qor::ss::stream_quantiles)
