@@ -5,10 +5,6 @@
 #ifndef QOR_VECTOR_KERNEL_DEFS_H
 #define QOR_VECTOR_KERNEL_DEFS_H
 
-#include <string.h>
-
-#include <type_traits>
-
 #include "vector/dispatch/frame.h"
 
 // Declares the hidden table of a unit-stride entry, for I forms to forward through.
@@ -89,24 +85,50 @@
 // addressing instead, so that a report sees the caller's arrays and indices.
 // Chunks are whole blocks, so results do not depend on the path.
 namespace qor::bex {
+// Whether a[0..n) holds an infinity or NaN: integer compares of the
+// magnitude bits (no floating-point operation under the caller's MXCSR).
+template <class T> bool any_non_finite(int n, const T *a) {
+  const bool wide = sizeof(T) == 8;
+  const __m128i mag = wide ? _mm_set1_epi64x(0x7fffffff00000000ll) : _mm_set1_epi32(0x7fffffff);
+  const __m128i lim = wide ? _mm_set1_epi64x(0x7fefffffll << 32) : _mm_set1_epi32(0x7f7fffff);
+  constexpr int W = 16 / sizeof(T);
+  __m128i any = _mm_setzero_si128();
+  int i = 0;
+  for (; i + W <= n; i += W)
+    any = _mm_or_si128(any, _mm_cmpgt_epi32(_mm_and_si128(_mm_loadu_si128((const __m128i *)(a + i)), mag), lim));
+  bool found = _mm_movemask_epi8(any) != 0;
+  for (; i < n; ++i) {
+    uint64_t b = 0;
+    memcpy(&b, a + i, sizeof(T));
+    found |= wide ? (b & 0x7ff0000000000000ull) == 0x7ff0000000000000ull : (b & 0x7f800000u) == 0x7f800000u;
+  }
+  return found;
+}
+
 template <class K, class Env> void run_r2c_unit(int n, const typename K::T *a, typename K::T *r) {
   using T = typename K::T;
-  using U = std::conditional_t<sizeof(T) == 4, uint32_t, uint64_t>;
-  constexpr U kExp = sizeof(T) == 4 ? U(0x7f800000u) : U(0x7ff0000000000000ull);
-  U special = 0;
-  for (int i = 0; i < n; ++i) {
-    U b;
-    memcpy(&b, a + i, sizeof b);
-    special |= (U)((b & kExp) == kExp);
-  }
-  if (special) return Frame<K, Env>::run_strided(n, {{a, a}, {1, 1}, {r, r + 1}, {2, 2}});
+  if (any_non_finite(n, a)) return Frame<K, Env>::run_strided(n, {{a, a}, {1, 1}, {r, r + 1}, {2, 2}});
   constexpr int C = 256;
   alignas(64) T re[C], im[C];
   for (int i = 0; i < n; i += C) {
     const int m = n - i < C ? n - i : C;
     Frame<K, Env>::run_unit(m, {{a + i, a + i}, {1, 1}, {re, im}, {1, 1}});
     T *out = r + 2 * (long)i;
-    for (int j = 0; j < m; ++j) out[2 * j] = re[j], out[2 * j + 1] = im[j];
+    int j = 0;
+    if constexpr (sizeof(T) == 8) {
+      for (; j + 2 <= m; j += 2) {
+        const __m128d c = _mm_load_pd(re + j), s = _mm_load_pd(im + j);
+        _mm_storeu_pd(out + 2 * j, _mm_unpacklo_pd(c, s));
+        _mm_storeu_pd(out + 2 * j + 2, _mm_unpackhi_pd(c, s));
+      }
+    } else {
+      for (; j + 4 <= m; j += 4) {
+        const __m128 c = _mm_load_ps(re + j), s = _mm_load_ps(im + j);
+        _mm_storeu_ps(out + 2 * j, _mm_unpacklo_ps(c, s));
+        _mm_storeu_ps(out + 2 * j + 4, _mm_unpackhi_ps(c, s));
+      }
+    }
+    for (; j < m; ++j) out[2 * j] = re[j], out[2 * j + 1] = im[j];
   }
 }
 }  // namespace qor::bex

@@ -42,12 +42,12 @@ struct DCosLA {
     vd2 r = (((m * kP1 - a) + m * kP2) + m * kP3) + m * kP4;
     r = bxor(r, parity_sign(nb));
     const vd2 z = r * r;
-    const vd2 p =
-        -0.16666666666666183 +
-        z * (0.0083333333332851894 +
-             z * (-0.00019841269824944275 +
-                  z * (2.755731658449074e-06 +
-                       z * (-2.5051879126742989e-08 + z * (1.6048055576979365e-10 + z * -7.3728090972650701e-13)))));
+    // c4..c7 by pairs, c3..c1 by Horner: a shorter dependency chain, with the
+    // low-order terms rounded as in Horner's scheme.
+    const vd2 z2 = z * z;
+    const vd2 q = (2.755731658449074e-06 + z * -2.5051879126742989e-08) +
+                  z2 * (1.6048055576979365e-10 + z * -7.3728090972650701e-13);
+    const vd2 p = -0.16666666666666183 + z * (0.0083333333332851894 + z * (-0.00019841269824944275 + z * q));
     return select(bits::eq(t, kHalfPi), vd2{} + 1.0, r + (z * p) * r);
   }
   static vd2 lanes(vd2 x, vl2 &bad) {

@@ -22,12 +22,12 @@ constexpr double kSinCosP1 = f64(0x400921FB40000000), kSinCosP2 = f64(0x3E84442D
 
 inline vd2 sincos_poly_la(vd2 r) {
   const vd2 z = r * r;
-  const vd2 p =
-      -0.16666666666666183 +
-      z * (0.0083333333332851894 +
-           z * (-0.00019841269824944275 +
-                z * (2.755731658449074e-06 +
-                     z * (-2.5051879126742989e-08 + z * (1.6048055576979365e-10 + z * -7.3728090972650701e-13)))));
+  // c4..c7 by pairs, c3..c1 by Horner: a shorter dependency chain, with the
+  // low-order terms rounded as in Horner's scheme.
+  const vd2 z2 = z * z;
+  const vd2 q = (2.755731658449074e-06 + z * -2.5051879126742989e-08) +
+                z2 * (1.6048055576979365e-10 + z * -7.3728090972650701e-13);
+  const vd2 p = -0.16666666666666183 + z * (0.0083333333332851894 + z * (-0.00019841269824944275 + z * q));
   return r + (z * p) * r;
 }
 inline vd2 sincos_poly_ep(vd2 r) {
