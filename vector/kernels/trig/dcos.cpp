@@ -17,18 +17,7 @@ namespace {
 using namespace qor::simd;
 using namespace qor::kernels::dtrig;
 
-constexpr double kInvPi = f64(0x3FD45F306DC9C883);  // 1/pi
 constexpr double kHalfPi = 1.5707963267948966;
-constexpr double kP1 = f64(0x400921FB40000000), kP2 = f64(0x3E84442D00000000), kP3 = f64(0x3D08469880000000),
-                 kP4 = f64(0x3B88CC51701B839A);
-
-// cos |x| for the lanes beyond the fast path (and correct for the others).
-inline vd2 cos_large(vd2 a) {
-  vq2 k;
-  vd2 r_lo;
-  const vd2 r = reduce_large(a, k, r_lo);
-  return eval_row(dtrig_tables::kCosineTable, k & 511, r, r_lo);
-}
 
 struct DCosLA {
   using T = double;
@@ -52,7 +41,7 @@ struct DCosLA {
   }
   static vd2 lanes(vd2 x, vl2 &bad) {
     const vd2 a = vabs(x), t = kHalfPi - a;
-    return fast_or_large(~le(vabs(t), 8388608.0), a, bad, [&] { return fast(a, t); }, [&] { return cos_large(a); });
+    return fast_or_large(~le(vabs(t), 8388608.0), a, bad, [&] { return fast(a, t); }, [&] { return large_row(dtrig_tables::kCosineTable, a); });
   }
   static int scalar(const double *a, double *r) { return non_finite_scalar<DCosLA>(a, r); }
 };
@@ -70,7 +59,7 @@ struct DCosHA {
       const vd2 r = ReduceHA::run(a, nb, r_lo);
       return eval_row(dtrig_tables::kCosineTable, nb & 511, r, r_lo);
     };
-    return fast_or_large(~le(a, ReduceHA::kThreshold), a, bad, fast, [&] { return cos_large(a); });
+    return fast_or_large(~le(a, ReduceHA::kThreshold), a, bad, fast, [&] { return large_row(dtrig_tables::kCosineTable, a); });
   }
   static int scalar(const double *a, double *r) { return non_finite_scalar<DCosHA>(a, r); }
 };

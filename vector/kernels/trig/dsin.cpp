@@ -16,17 +16,6 @@ namespace {
 using namespace qor::simd;
 using namespace qor::kernels::dtrig;
 
-constexpr double kInvPi = f64(0x3FD45F306DC9C883);  // 1/pi
-constexpr double kP1 = f64(0x400921FB40000000), kP2 = f64(0x3E84442D00000000), kP3 = f64(0x3D08469880000000),
-                 kP4 = f64(0x3B88CC51701B839A);
-
-// sin |x| for the lanes beyond the fast path (and correct for the others).
-inline vd2 sin_large(vd2 a) {
-  vq2 k;
-  vd2 r_lo;
-  const vd2 r = reduce_large(a, k, r_lo);
-  return eval_row(dtrig_tables::kSineTable, k & 511, r, r_lo);
-}
 
 struct DSinLA {
   using T = double;
@@ -48,7 +37,7 @@ struct DSinLA {
   static vd2 lanes(vd2 x, vl2 &bad) {
     const vd2 a = vabs(x);
     return fast_or_large(~le(a, 16777216.0), a, bad, [&] { return fast(x, a); },
-                         [&] { return bxor(sin_large(a), sign_of(x)); });
+                         [&] { return bxor(large_row(dtrig_tables::kSineTable, a), sign_of(x)); });
   }
   static int scalar(const double *a, double *r) { return non_finite_scalar<DSinLA>(a, r); }
 };
@@ -66,7 +55,7 @@ struct DSinHA {
       const vd2 r = ReduceHA::run(a, nb, r_lo);
       return bxor(eval_row(dtrig_tables::kSineTable, nb & 511, r, r_lo), sign_of(x));
     };
-    return fast_or_large(~le(a, ReduceHA::kThreshold), a, bad, fast, [&] { return bxor(sin_large(a), sign_of(x)); });
+    return fast_or_large(~le(a, ReduceHA::kThreshold), a, bad, fast, [&] { return bxor(large_row(dtrig_tables::kSineTable, a), sign_of(x)); });
   }
   static int scalar(const double *a, double *r) { return non_finite_scalar<DSinHA>(a, r); }
 };

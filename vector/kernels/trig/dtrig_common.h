@@ -22,6 +22,10 @@ using bits::vabs;
 
 constexpr double kShifter = 6755399441055744.0;  // 1.5 * 2^52: rint, with the integer in the low bits
 constexpr double kInf = __builtin_inf();
+// 1/pi, and pi in four parts for the LA reductions by multiples of pi.
+constexpr double kInvPi = f64(0x3FD45F306DC9C883);
+constexpr double kP1 = f64(0x400921FB40000000), kP2 = f64(0x3E84442D00000000), kP3 = f64(0x3D08469880000000),
+                 kP4 = f64(0x3B88CC51701B839A);
 
 // n = rint(v) and its bits (low bits = n modulo a power of two).
 inline vd2 round_shift(vd2 v, vq2 &nbits) {

@@ -65,6 +65,15 @@ inline vd2 reduce_large(vd2 a, vq2 &k, vd2 &r_lo) {
   return r;
 }
 
+// f(|x|) from a 512-row sine or cosine table, for the lanes beyond a fast
+// path (and correct for the others).
+inline vd2 large_row(const double (*table)[4], vd2 a) {
+  vq2 k;
+  vd2 r_lo;
+  const vd2 r = reduce_large(a, k, r_lo);
+  return eval_row(table, k & 511, r, r_lo);
+}
+
 }  // namespace qor::kernels::dtrig
 
 #endif
