@@ -128,7 +128,7 @@ template <class K, class Env> void run_r2c_unit(int n, const typename K::T *a, t
         _mm_storeu_ps(out + 2 * j + 4, _mm_unpackhi_ps(c, s));
       }
     }
-    for (; j < m; ++j) out[2 * j] = re[j], out[2 * j + 1] = im[j];
+    for (; j < m; ++j) simd::put(out + 2 * j, re[j]), simd::put(out + 2 * j + 1, im[j]);
   }
 }
 }  // namespace qor::bex
