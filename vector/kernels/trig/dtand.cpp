@@ -3,8 +3,7 @@
 // and then modulo 0.703125 degrees (pi/256) picks row k mod 256, and
 // tan = A/(B - r pi/180) + c0 + c1 r + ... in r degrees. HA carries the pole
 // term and its reciprocal as pairs and sums the leading terms exactly; LA
-// divides once and evaluates in double; EP takes the reciprocal estimate with
-// two Newton steps and stops at r^5. At a pole (B - r = 0, A = 1) the result
+// and EP divide once and evaluate in double, EP stopping at r^5. At a pole (B - r = 0, A = 1) the result
 // is +-Inf by the half turn of the remainder (bit 8 of k), with no status; a
 // zero result has the sign of x. Below 2^-964 the scalar routine gives the
 // product with pi/180 scaled, rounded once.
@@ -42,7 +41,7 @@ template <int Tier> struct DTand {
       v = tan_rows_ha(w, r, vd2{}, rr, rr_lo, pole);
     } else {
       const vd2 d = (w.v[kBHi] - r * kDegree) + w.v[kBLo];
-      const vd2 y = Tier == 0 ? w.v[kA] / d : w.v[kA] * reciprocal(d);
+      const vd2 y = w.v[kA] / d;
       vd2 p;
       if constexpr (Tier == 0)
         p = w.v[kC2] + r * (w.v[kC2 + 1] + r * (w.v[kC2 + 2] + r * (w.v[kC2 + 3] + r * (w.v[kC2 + 4] + r * w.v[kC2 + 5]))));
