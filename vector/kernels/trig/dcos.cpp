@@ -51,16 +51,7 @@ struct DCosHA {
   static constexpr int kIn = 1, kOut = 1, kBlock = 8;
   static constexpr double kPad = 0.75;
   static constexpr const char *kName = "vdCos";
-  static vd2 lanes(vd2 x, vl2 &bad) {
-    const vd2 a = vabs(x);
-    auto fast = [&] {
-      vq2 nb;
-      vd2 r_lo;
-      const vd2 r = ReduceHA::run(a, nb, r_lo);
-      return eval_row(dtrig_tables::kCosineTable, nb & 511, r, r_lo);
-    };
-    return fast_or_large(~le(a, ReduceHA::kThreshold), a, bad, fast, [&] { return large_row(dtrig_tables::kCosineTable, a); });
-  }
+  static vd2 lanes(vd2 x, vl2 &bad) { return table_ha_lanes<dtrig_tables::kCosineTable, false>(x, bad); }
   static int scalar(const double *a, double *r) { return non_finite_scalar<DCosHA>(a, r); }
 };
 

@@ -47,16 +47,7 @@ struct DSinHA {
   static constexpr int kIn = 1, kOut = 1, kBlock = 4;
   static constexpr double kPad = 0.75;
   static constexpr const char *kName = "vdSin";
-  static vd2 lanes(vd2 x, vl2 &bad) {
-    const vd2 a = vabs(x);
-    auto fast = [&] {
-      vq2 nb;
-      vd2 r_lo;
-      const vd2 r = ReduceHA::run(a, nb, r_lo);
-      return bxor(eval_row(dtrig_tables::kSineTable, nb & 511, r, r_lo), sign_of(x));
-    };
-    return fast_or_large(~le(a, ReduceHA::kThreshold), a, bad, fast, [&] { return bxor(large_row(dtrig_tables::kSineTable, a), sign_of(x)); });
-  }
+  static vd2 lanes(vd2 x, vl2 &bad) { return table_ha_lanes<dtrig_tables::kSineTable, true>(x, bad); }
   static int scalar(const double *a, double *r) { return non_finite_scalar<DSinHA>(a, r); }
 };
 

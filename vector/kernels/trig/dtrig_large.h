@@ -74,6 +74,21 @@ inline vd2 large_row(const double (*table)[4], vd2 a) {
   return eval_row(table, k & 511, r, r_lo);
 }
 
+// The HA lanes of sine and cosine: the 512-row table at the argument reduced
+// by pi/256, or beyond the threshold at the large reduction; the odd sine
+// takes the sign of x.
+template <const double (&Table)[512][4], bool Odd> inline vd2 table_ha_lanes(vd2 x, vl2 &bad) {
+  const vd2 a = vabs(x);
+  auto fast = [&] {
+    vq2 nb;
+    vd2 r_lo;
+    const vd2 r = ReduceHA::run(a, nb, r_lo);
+    return eval_row(Table, nb & 511, r, r_lo);
+  };
+  const vd2 v = fast_or_large(~le(a, ReduceHA::kThreshold), a, bad, fast, [&] { return large_row(Table, a); });
+  return Odd ? bxor(v, sign_of(x)) : v;
+}
+
 }  // namespace qor::kernels::dtrig
 
 #endif
