@@ -47,7 +47,8 @@ asan: deps
 # discovery runs the binaries) and run go without address randomisation when
 # setarch allows it. OpenBLAS is not instrumented: keep it on the caller's thread.
 NO_ASLR := $(shell setarch $$(uname -m) -R true >/dev/null 2>&1 && echo setarch $$(uname -m) -R)
-TSAN_TARGETS := qor_threads_test vector_api_test qor_random_tests qor_stats_tests qor_fitting_tests unload_test
+TSAN_TARGETS := qor_threads_test vector_api_test qor_random_tests qor_stats_tests qor_stats_order_tests qor_fitting_tests \
+                unload_test
 TSAN_RUN_OPTIONS := halt_on_error=1 exitcode=66 second_deadlock_stack=1
 
 tsan: deps
