@@ -26,6 +26,7 @@
 #include <vector>
 
 #include "accuracy_points.h"
+#include "accuracy_refs.h"
 #include "qor/qor_bex.h"
 
 namespace {
@@ -156,7 +157,10 @@ const Reference kReferences[] = {
     {"Sinh", mpfr_sinh}, {"Cosh", mpfr_cosh}, {"Tanh", mpfr_tanh},
     {"Asin", mpfr_asin}, {"Acos", mpfr_acos}, {"Atan", mpfr_atan},
     {"Asinh", mpfr_asinh}, {"Acosh", mpfr_acosh}, {"Atanh", mpfr_atanh},
-    {"Erf", mpfr_erf}, {"Erfc", mpfr_erfc},
+    {"Asinpi", mpfr_asinpi}, {"Acospi", mpfr_acospi}, {"Atanpi", mpfr_atanpi},
+    {"Erf", mpfr_erf}, {"Erfc", mpfr_erfc}, {"CdfNorm", cdfnorm_ref},
+    {"ErfInv", erfinv_ref}, {"ErfcInv", erfcinv_ref}, {"CdfNormInv", cdfnorminv_ref},
+    {"LGamma", lgamma_ref}, {"TGamma", mpfr_gamma}, {"ExpInt1", expint1_ref},
 };
 
 // Two-input entries: f(a, b).
@@ -185,6 +189,7 @@ int powr_ref(mpfr_ptr r, mpfr_srcptr x, mpfr_srcptr y, mpfr_rnd_t rnd) {
 // Powx (an array and one scalar exponent) is pow with b fixed per call.
 const Reference2 kReferences2[] = {
     {"Div", mpfr_div}, {"Hypot", mpfr_hypot}, {"Pow", mpfr_pow}, {"Powr", powr_ref}, {"Powx", mpfr_pow},
+    {"Atan2", mpfr_atan2}, {"Atan2pi", mpfr_atan2pi},
 };
 
 // Entries with two results of one input: SinCos gives (sin, cos) in two
