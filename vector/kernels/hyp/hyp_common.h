@@ -6,7 +6,9 @@
 #define QOR_KERNELS_HYP_COMMON_H
 
 #include "vector/dispatch/simd.h"
+#include "vector/kernels/exact.h"
 #include "vector/kernels/exp/exp_tables.inc"
+#include "vector/kernels/log/dlog_common.h"
 
 namespace qor::kernels::hyp {
 
@@ -26,6 +28,22 @@ inline vd2 exp_lanes(vd2 a) {
   const vq2 k = as<vq2>(t) & 0xffffffffull;
   const vd2 row = gather(exp_tables::kExp2d_64, as<vl2>(k & 63));
   return as<vd2>(as<vq2>(row + row * p) + ((k >> 6) << 52));
+}
+
+// sinh a and cosh a for a below 1 in double, by their series to a^19 and
+// a^18: a + a^3 (1/3! + a^2 (1/5! + ...)) and 1 + a^2 (1/2! + a^2 (1/4! + ...)).
+inline vd2 sinh_series(vd2 a) {
+  const vd2 s = a * a;
+  const vd2 p =
+      1.0 / 6 + s * (1.0 / 120 + s * (1.0 / 5040 + s * (1.0 / 362880 + s * (1.0 / 39916800 + s * (1.0 / 6227020800 +
+      s * (1.0 / 1307674368000 + s * (1.0 / 355687428096000 + s * (1.0 / 121645100408832000))))))));
+  return a + a * s * p;
+}
+
+inline vd2 cosh_series(vd2 a) {
+  const vd2 s = a * a;
+  return 1.0 + s * (0.5 + s * (1.0 / 24 + s * (1.0 / 720 + s * (1.0 / 40320 + s * (1.0 / 3628800 + s * (1.0 / 479001600 +
+         s * (1.0 / 87178291200 + s * (1.0 / 20922789888000 + s * (1.0 / 6402373705728000)))))))));
 }
 
 // ln(1 + u) for u >= 0 (u below 2^1000), through 2 atanh(f) with
@@ -87,6 +105,31 @@ inline vf4 sqrt_float(vf4 z) {
   const vf4 y = as<vf4>(_mm_rsqrt_ps(as<__m128>(z + 1.17549435e-38f)));
   const vf4 e = 1.0f - z * y * y;
   return z * (y + y * e * (0.5f + e * (0.375f + e * 0.3125f)));
+}
+
+// ln(1 + uh + ul) in double for 0 <= uh <= 8.7e304 and |ul| below an ulp of
+// uh, over the reduction of dLog1p: the two-part table sum for HA, the
+// one-part sum for LA and EP. ln(2^k x) for a positive normal x by the same
+// sums, with k added to the exponent (exactly: k ln 2 is in the table sum).
+inline vd2 log1p_two_ha(vd2 uh, vd2 ul) {
+  vd2 corr;
+  const dlogk::Reduced q = dlogk::reduce1p(uh, ul, corr);
+  return dlogk::ln_two_part(q, dlogk::ha_exponent(q), corr - corr * q.u);
+}
+inline vd2 log1p_two_la(vd2 uh, vd2 ul) {
+  vd2 corr;
+  const dlogk::Reduced q = dlogk::reduce1p(uh, ul, corr);
+  const vd2 t = dlogk::gather_at(dlog_tables::kLnLA, dlogk::row_offset8(q.c));
+  return ((dlogk::la_exponent(q) * 0.69314718055994529 + t) + q.u) + (corr + dlogk::ln_tail(q.u));
+}
+inline vd2 log_scaled_ha(vd2 x, double k) {
+  const dlogk::Reduced q = dlogk::reduce(x);
+  return dlogk::ln_two_part(q, dlogk::ha_exponent(q) + k, vd2{});
+}
+inline vd2 log_scaled_la(vd2 x, double k) {
+  const dlogk::Reduced q = dlogk::reduce(x);
+  const vd2 t = dlogk::gather_at(dlog_tables::kLnLA, dlogk::row_offset8(q.c));
+  return (((dlogk::la_exponent(q) + k) * 0.69314718055994529 + t) + q.u) + dlogk::ln_tail(q.u);
 }
 
 }  // namespace qor::kernels::hyp
