@@ -49,6 +49,9 @@ const Row kRows[] = {
 constexpr int kN = 37;                       // a block of up to 32 and a tail
 constexpr int kPositions[] = {0, 13, kN - 2};  // block head, block middle, tail
 constexpr double kPad = 0.75;
+// The pad of the other elements: 0.75 is inside every domain but that of
+// Acosh, which starts at 1.
+double pad_of(const char *entry) { return strstr(entry, "Acosh") ? 1.75 : kPad; }
 
 struct Record {
   int code, index;
@@ -97,7 +100,7 @@ template <class T> struct Call {
 
   std::vector<T> run(int slot, int pos, bool use_strided) const {
     const int inca = use_strided ? 2 : 1, incb = use_strided ? 3 : 1, incr = use_strided ? 3 : 1;
-    std::vector<T> a(kN * inca, (T)kPad), b(kN * incb, (T)kPad), r(2 * kN * incr, (T)-7), r2(kN * incr, (T)-7);
+    std::vector<T> a(kN * inca, (T)pad_of(row.entry)), b(kN * incb, (T)kPad), r(2 * kN * incr, (T)-7), r2(kN * incr, (T)-7);
     if (pos >= 0) a[pos * inca] = (T)row.a, b[pos * incb] = (T)row.b;
     void *k = use_strided ? strided->kernel[slot] : unit->kernel[slot];
     if (row.arity == 1 && !use_strided) ((void (*)(int, const T *, T *))k)(kN, a.data(), r.data());

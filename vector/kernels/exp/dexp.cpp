@@ -70,31 +70,8 @@ QOR_INTERVAL(dExp, -1.0, 1.0, 200000)
 QOR_INTERVAL(dExp, 700.0, 709.79, 100000)     // overflow neighbourhood
 QOR_INTERVAL(dExp, -745.2, -705.0, 100000)    // denormal results and underflow
 
-// HA: N = 64, hi/lo rows; result hi + (lo + hi p); k shifted by 46.
-struct DExpHACore {
-  static constexpr int kBlock = 16;
-  static constexpr double kInvL = 92.332482616893657;
-  static constexpr double kL1 = f64(0x3f862e42fefa0000), kL2 = f64(0x3d1cf79abc9e3b3a);
-
-  static void parts(vd2 x, vq2 &e, vd2 &hi, vd2 &rest) {
-    const vd2 t = x * kInvL + kShifter;
-    const vd2 k = t - kShifter;
-    const vd2 r = (x - k * kL1) - k * kL2;
-    const vq2 kb = as<vq2>(t);
-    e = (kb << 46) & kExpField;
-    vd2 lo;
-    gather_pairs(exp_tables::kExp2d2_64, as<vl2>(kb & 63), hi, lo);
-    const vd2 p = r + r * r *
-                          (0.49999999999947747 +
-                           r * (0.16666666666677971 + r * (0.041666723686623851 + r * 0.0083333341644141103)));
-    rest = lo + hi * p;
-  }
-  static vd2 core(vd2 x, vq2 &e) {
-    vd2 hi, rest;
-    parts(x, e, hi, rest);
-    return hi + rest;
-  }
-};
+// HA: the 64-row hi/lo core of exp_common.h.
+using DExpHACore = expk::ExpHACore;
 using DExpHA = DExpKernel<DExpHACore, DExpHACore>;
 QOR_ACCURACY(dExp, HA, ULP, 1.0)
 

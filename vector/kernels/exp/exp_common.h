@@ -145,6 +145,35 @@ template <class K> struct ScaledExpLanes {
   }
 };
 
+// The HA core of dExp, also used by the hyperbolic kernels: N = 64, two-part
+// ln2/64, hi/lo rows; e^x = 2^n (hi + rest) with rest = lo + hi p, and the
+// exponent-field addend e = n << 52 (k shifted by 46).
+struct ExpHACore {
+  static constexpr int kBlock = 16;
+  static constexpr double kShift = 6755399441055744.0;  // 1.5 * 2^52: k lands in the low bits
+  static constexpr double kInvL = 92.332482616893657;
+  static constexpr double kL1 = f64(0x3f862e42fefa0000), kL2 = f64(0x3d1cf79abc9e3b3a);
+
+  static void parts(vd2 x, vq2 &e, vd2 &hi, vd2 &rest) {
+    const vd2 t = x * kInvL + kShift;
+    const vd2 k = t - kShift;
+    const vd2 r = (x - k * kL1) - k * kL2;
+    const vq2 kb = as<vq2>(t);
+    e = (kb << 46) & 0xfff0000000000000ull;
+    vd2 lo;
+    gather_pairs(exp_tables::kExp2d2_64, as<vl2>(kb & 63), hi, lo);
+    const vd2 p = r + r * r *
+                          (0.49999999999947747 +
+                           r * (0.16666666666677971 + r * (0.041666723686623851 + r * 0.0083333341644141103)));
+    rest = lo + hi * p;
+  }
+  static vd2 core(vd2 x, vq2 &e) {
+    vd2 hi, rest;
+    parts(x, e, hi, rest);
+    return hi + rest;
+  }
+};
+
 }  // namespace qor::kernels::expk
 
 #endif

@@ -18,20 +18,6 @@ constexpr double kMinusOneUp = f64(0xbfefffffffffffff);  // -0.99999999999999989
 constexpr double kBig = f64(0x7f3ffffffffff000);         // 8.7777985100659102e+304
 constexpr double kSmall = 4.6566128730773926e-10;        // 2^-31
 
-// The reduction of 1 + x; `corr` is the sum's rounding error err as a change
-// of u, err s c; the logarithm changes by corr / (1 + u), which HA takes to
-// first order in u and LA and EP as corr itself (|corr u| < 2^-62).
-inline Reduced reduce1p(vd2 x, vd2 &corr) {
-  const vd2 y = 1.0 + x;
-  // Exact: below x = -0.5 the sum itself is exact, and y - 1 is exact for y
-  // in [0.5, 2^53]; beyond, err / y is below 2^-52 and its own error negligible.
-  const vd2 err = x - (y - 1.0);
-  const Reduced q = reduce(y);
-  const vd2 s = as<vd2>(0x7f40000000000000ull - (as<vq2>(y) & kExpField));  // 2^(1013 - E)
-  corr = err * s * q.c;
-  return q;
-}
-
 // ln from a reduction, by tier: the sums of dLn LA and HA, and LA with the
 // tail cut to degree 3 for EP.
 struct SumLA {
@@ -62,7 +48,7 @@ template <class Sum> struct DLog1pKernel {
 
   static vd2 eval(vd2 x) {
     vd2 corr;
-    const Reduced q = reduce1p(x, corr);
+    const Reduced q = reduce1p(x, vd2{}, corr);
     const vd2 r = Sum::ln(q, corr);
     const vd2 small = x + (x * x) * -0.5;
     const vl2 tiny = as<vd2>(as<vq2>(x) & 0x7fffffffffffffffull) < kSmall;

@@ -114,6 +114,21 @@ inline vd2 ln_two_part(const Reduced &q, vd2 k, vd2 extra) {
   return a + ((((k * kLn2Lo + tl) + e) + extra) + ln_tail(q.u));
 }
 
+// The reduction of 1 + x + xlo (xlo a small second part of the argument,
+// zero for dLog1p); `corr` is the sum's rounding error err, plus xlo, as a
+// change of u, err s c; the logarithm changes by corr / (1 + u), which HA takes to
+// first order in u and LA and EP as corr itself (|corr u| < 2^-62).
+inline Reduced reduce1p(vd2 x, vd2 xlo, vd2 &corr) {
+  const vd2 y = 1.0 + x;
+  // Exact: below x = -0.5 the sum itself is exact, and y - 1 is exact for y
+  // in [0.5, 2^53]; beyond, err / y is below 2^-52 and its own error negligible.
+  const vd2 err = (x - (y - 1.0)) + xlo;
+  const Reduced q = reduce(y);
+  const vd2 s = as<vd2>(0x7f40000000000000ull - (as<vq2>(y) & kExpField));  // 2^(1013 - E)
+  corr = err * s * q.c;
+  return q;
+}
+
 // u split for a product by a constant of 9 bits: uh keeps 21 bits.
 inline vd2 high_part(vd2 u) { return as<vd2>(as<vq2>(u) & kHiMask); }
 
