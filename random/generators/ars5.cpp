@@ -55,7 +55,8 @@ struct Engine {
   }
 
   template <class Out>
-  QOR_AES static void blocks(State &s, int count, int i, const Out &out) {
+  QOR_AES static void blocks(State &s, int count, int i, const Out &out_) {
+    const Out out = out_;  // a local copy: stores to the output cannot alias its fields
     const RoundKeys rk(s.key);
     const __m128i one = _mm_set_epi64x(0, 1);
     int b = 0;

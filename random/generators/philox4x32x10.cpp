@@ -60,6 +60,58 @@ inline void mulhilo4(__m128i x, __m128i m, __m128i &hi, __m128i &lo) {
   hi = _mm_unpackhi_epi32(e, o);
 }
 
+// Round keys and multipliers splatted over the four lanes.
+struct LaneKeys {
+  __m128i k0[kRounds], k1[kRounds], m0, m1;
+  explicit LaneKeys(const RoundKeys &k) : m0(_mm_set1_epi32((int)kMul0)), m1(_mm_set1_epi32((int)kMul1)) {
+    for (int r = 0; r < kRounds; ++r) {
+      k0[r] = _mm_set1_epi32((int)k.k0[r]);
+      k1[r] = _mm_set1_epi32((int)k.k1[r]);
+    }
+  }
+};
+
+// 4 G consecutive blocks from the counter, G groups of four lanes side by side
+// so that the products of one group overlap the mixing of the other.
+template <int G, class Out>
+void lane_blocks(const LaneKeys &lk, uint32_t *ctr, int at, const Out &out) {
+  __m128i c[G][4];
+  if (ctr[0] <= 0xFFFFFFFFu - (4 * G - 1)) {  // no carry out of the low word
+    for (int g = 0; g < G; ++g) {
+      c[g][0] = _mm_add_epi32(_mm_set1_epi32((int)ctr[0]), _mm_set_epi32(4 * g + 3, 4 * g + 2, 4 * g + 1, 4 * g));
+      for (int q = 1; q < 4; ++q) c[g][q] = _mm_set1_epi32((int)ctr[q]);
+    }
+  } else {
+    alignas(16) uint32_t w[G][4][4];
+    uint32_t t[4] = {ctr[0], ctr[1], ctr[2], ctr[3]};
+    for (int j = 0; j < 4 * G; ++j, increment(t, 1))
+      for (int q = 0; q < 4; ++q) w[j / 4][q][j % 4] = t[q];
+    for (int g = 0; g < G; ++g)
+      for (int q = 0; q < 4; ++q) c[g][q] = _mm_load_si128(reinterpret_cast<const __m128i *>(w[g][q]));
+  }
+  for (int r = 0; r < kRounds; ++r)
+    for (int g = 0; g < G; ++g) {
+      __m128i h0, l0, h1, l1;
+      mulhilo4(c[g][0], lk.m0, h0, l0);
+      mulhilo4(c[g][2], lk.m1, h1, l1);
+      c[g][0] = _mm_xor_si128(_mm_xor_si128(h1, c[g][1]), lk.k0[r]);
+      c[g][1] = l1;
+      c[g][2] = _mm_xor_si128(_mm_xor_si128(h0, c[g][3]), lk.k1[r]);
+      c[g][3] = l0;
+    }
+  // Transpose: block j of a group is lane j of its four vectors.
+  for (int g = 0; g < G; ++g) {
+    const __m128i t0 = _mm_unpacklo_epi32(c[g][0], c[g][1]), t1 = _mm_unpacklo_epi32(c[g][2], c[g][3]);
+    const __m128i t2 = _mm_unpackhi_epi32(c[g][0], c[g][1]), t3 = _mm_unpackhi_epi32(c[g][2], c[g][3]);
+    const int i = at + 16 * g;
+    out.put4(i, _mm_unpacklo_epi64(t0, t1));
+    out.put4(i + 4, _mm_unpackhi_epi64(t0, t1));
+    out.put4(i + 8, _mm_unpacklo_epi64(t2, t3));
+    out.put4(i + 12, _mm_unpackhi_epi64(t2, t3));
+  }
+  increment(ctr, 4 * G);
+}
+
 struct Engine {
   using State = PhiloxState;
 
@@ -69,54 +121,14 @@ struct Engine {
   }
 
   template <class Out>
-  static void blocks(State &s, int count, int i, const Out &out) {
+  static void blocks(State &s, int count, int i, const Out &out_) {
+    const Out out = out_;  // a local copy: stores to the output cannot alias its fields
     const RoundKeys k(s.key);
     int b = 0;
     if (count >= 4) {
-      __m128i k0[kRounds], k1[kRounds];
-      for (int r = 0; r < kRounds; ++r) {
-        k0[r] = _mm_set1_epi32((int)k.k0[r]);
-        k1[r] = _mm_set1_epi32((int)k.k1[r]);
-      }
-      const __m128i m0 = _mm_set1_epi32((int)kMul0), m1 = _mm_set1_epi32((int)kMul1);
-      const __m128i lanes = _mm_set_epi32(3, 2, 1, 0);
-      for (; b + 4 <= count; b += 4) {
-        __m128i c0, c1, c2, c3;
-        uint32_t *ctr = s.counter;
-        if (ctr[0] <= 0xFFFFFFFCu) {  // no carry out of the low word within the four
-          c0 = _mm_add_epi32(_mm_set1_epi32((int)ctr[0]), lanes);
-          c1 = _mm_set1_epi32((int)ctr[1]);
-          c2 = _mm_set1_epi32((int)ctr[2]);
-          c3 = _mm_set1_epi32((int)ctr[3]);
-        } else {
-          alignas(16) uint32_t w[4][4];
-          uint32_t t[4] = {ctr[0], ctr[1], ctr[2], ctr[3]};
-          for (int j = 0; j < 4; ++j, increment(t, 1))
-            for (int q = 0; q < 4; ++q) w[q][j] = t[q];
-          c0 = _mm_load_si128(reinterpret_cast<const __m128i *>(w[0]));
-          c1 = _mm_load_si128(reinterpret_cast<const __m128i *>(w[1]));
-          c2 = _mm_load_si128(reinterpret_cast<const __m128i *>(w[2]));
-          c3 = _mm_load_si128(reinterpret_cast<const __m128i *>(w[3]));
-        }
-        for (int r = 0; r < kRounds; ++r) {
-          __m128i h0, l0, h1, l1;
-          mulhilo4(c0, m0, h0, l0);
-          mulhilo4(c2, m1, h1, l1);
-          c0 = _mm_xor_si128(_mm_xor_si128(h1, c1), k0[r]);
-          c1 = l1;
-          c2 = _mm_xor_si128(_mm_xor_si128(h0, c3), k1[r]);
-          c3 = l0;
-        }
-        // Transpose: block j is lane j of c0..c3.
-        const __m128i t0 = _mm_unpacklo_epi32(c0, c1), t1 = _mm_unpacklo_epi32(c2, c3);
-        const __m128i t2 = _mm_unpackhi_epi32(c0, c1), t3 = _mm_unpackhi_epi32(c2, c3);
-        const int at = i + 4 * b;
-        out.put4(at, _mm_unpacklo_epi64(t0, t1));
-        out.put4(at + 4, _mm_unpackhi_epi64(t0, t1));
-        out.put4(at + 8, _mm_unpacklo_epi64(t2, t3));
-        out.put4(at + 12, _mm_unpackhi_epi64(t2, t3));
-        increment(ctr, 4);
-      }
+      const LaneKeys lk(k);
+      for (; b + 8 <= count; b += 8) lane_blocks<2>(lk, s.counter, i + 4 * b, out);
+      for (; b + 4 <= count; b += 4) lane_blocks<1>(lk, s.counter, i + 4 * b, out);
     }
     for (; b < count; ++b) {
       uint32_t w[4];
