@@ -30,12 +30,13 @@
 
 namespace {
 
-// Numbers per second of fill(n), repeated to about 50 ms per round, best of 3.
-double rate(int n, const std::function<void(int)> &fill) {
+// Numbers per second of fill(n), repeated to about 50 ms per round, best of 3
+// (or of `rounds`).
+double rate(int n, const std::function<void(int)> &fill, int rounds = 3) {
   using clock = std::chrono::steady_clock;
   const int reps = std::max(1, 5000000 / n);
   double best = 0;
-  for (int round = 0; round < 3; ++round) {
+  for (int round = 0; round < rounds; ++round) {
     auto t0 = clock::now();
     for (int r = 0; r < reps; ++r) fill(n);
     double s = std::chrono::duration<double>(clock::now() - t0).count();
@@ -218,7 +219,7 @@ bool cpu_has(int bit) {
 }
 
 void counter_based(std::vector<double> &d, std::vector<uint32_t> &w) {
-  printf("\nCounter-based generators, millions of numbers per second, d form on [0,1)\n");
+  printf("\nCounter-based generators, millions of numbers per second (best of 9 rounds), d form on [0,1)\n");
   printf("CPUID: AES-NI %s, RDRAND %s (__guxCPUisAES %d, __guxCPUisRDRAND %d)\n", cpu_has(25) ? "yes" : "no",
          cpu_has(30) ? "yes" : "no", __guxCPUisAES(), __guxCPUisRDRAND());
   printf("%-40s %10s %10s %10s\n", "generator", "d n=1e4", "d n=1e6", "i n=1e6");
@@ -239,7 +240,7 @@ void counter_based(std::vector<double> &d, std::vector<uint32_t> &w) {
       p.iGenerate(s, n, w.data());
       sink += w[n - 1];
     };
-    const double d4 = rate(10000, fd), d6 = rate(1000000, fd), i6 = rate(1000000, fi);
+    const double d4 = rate(10000, fd, 9), d6 = rate(1000000, fd, 9), i6 = rate(1000000, fi, 9);
     printf("%-40s %10.1f %10.1f %10.1f\n", names[g], d4 / 1e6, d6 / 1e6, i6 / 1e6);
     ours[g] = d6;
     __guxDeleteStream(&s);
@@ -253,9 +254,9 @@ void counter_based(std::vector<double> &d, std::vector<uint32_t> &w) {
     random123_ars(d.data(), n, c0);
     sink += d[n - 1];
   };
-  const double r123p[2] = {rate(10000, philox), rate(1000000, philox)};
+  const double r123p[2] = {rate(10000, philox, 9), rate(1000000, philox, 9)};
   printf("%-40s %10.1f %10.1f %10s\n", "Random123 philox4x32_R(10) + same map", r123p[0] / 1e6, r123p[1] / 1e6, "-");
-  const double r123a[2] = {rate(10000, ars), rate(1000000, ars)};
+  const double r123a[2] = {rate(10000, ars, 9), rate(1000000, ars, 9)};
   printf("%-40s %10.1f %10.1f %10s\n", "Random123 ars4x32_R(5) + same map", r123a[0] / 1e6, r123a[1] / 1e6, "-");
   double np = 0;
   const bool have_np = numpy_philox(&np);
