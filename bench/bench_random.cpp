@@ -3,11 +3,14 @@
 // std::uniform_real_distribution and GSL's gsl_rng_uniform on comparable
 // generators. The Mersenne Twister family runs beside std::mt19937, GSL's
 // gsl_rng_mt19937 and numpy's Generator(MT19937) (from bench/random_numpy.py),
-// with the time of one skip-ahead. Plain chrono timing; each figure is the
-// best of a few rounds.
+// with the time of one skip-ahead. The counter-based generators run beside
+// Random123's Philox4x32-10 and ARS-5 block functions with the same conversion
+// to doubles, and numpy's Generator(Philox). Plain chrono timing; each figure
+// is the best of a few rounds.
 #include <gsl/gsl_rng.h>
 #include <stdio.h>
 #include <stdlib.h>
+#include <string.h>
 
 #include <algorithm>
 #include <chrono>
@@ -17,14 +20,23 @@
 
 #include "qor/qor_random_brng.h"
 
+// Random123's ARS needs the AES instructions: only its code is compiled for them.
+#define R123_USE_AES_NI 1
+#include <Random123/philox.h>
+#pragma GCC push_options
+#pragma GCC target("aes")
+#include <Random123/ars.h>
+#pragma GCC pop_options
+
 namespace {
 
-// Numbers per second of fill(n), repeated to about 50 ms per round, best of 3.
-double rate(int n, const std::function<void(int)> &fill) {
+// Numbers per second of fill(n), repeated to about 50 ms per round, best of 3
+// (or of `rounds`).
+double rate(int n, const std::function<void(int)> &fill, int rounds = 3) {
   using clock = std::chrono::steady_clock;
   const int reps = std::max(1, 5000000 / n);
   double best = 0;
-  for (int round = 0; round < 3; ++round) {
+  for (int round = 0; round < rounds; ++round) {
     auto t0 = clock::now();
     for (int r = 0; r < reps; ++r) fill(n);
     double s = std::chrono::duration<double>(clock::now() - t0).count();
@@ -160,11 +172,153 @@ void twisters(std::vector<double> &d, std::vector<uint32_t> &w) {
   }
 }
 
+// numpy's Generator(Philox).random(out=...) at n = 10^6, numbers per second.
+bool numpy_philox(double *r6) {
+  for (const char *path : {"bench/random_numpy.py", "../bench/random_numpy.py"}) {
+    FILE *f = fopen(path, "r");
+    if (!f) continue;
+    fclose(f);
+    char cmd[256];
+    snprintf(cmd, sizeof cmd, "/usr/bin/python3 %s --philox 2>/dev/null", path);
+    FILE *p = popen(cmd, "r");
+    if (!p) return false;
+    bool ok = fscanf(p, "%lf", r6) == 1;
+    pclose(p);
+    return ok;
+  }
+  return false;
+}
+
+// The peers' conversion, the one of our d form: the word as a signed number
+// times 2^-32, plus 1/2.
+inline void to_unit4(const uint32_t *v, double *r) {
+  for (int q = 0; q < 4; ++q) r[q] = (double)(int32_t)v[q] * 0x1p-32 + 0.5;
+}
+
+void random123_philox(double *r, int n, uint32_t &ctr0) {
+  philox4x32_key_t k = {{12345, 0}};
+  philox4x32_ctr_t c = {{ctr0, 0, 0, 0}};
+  for (int i = 0; i < n; i += 4, ++c.v[0]) to_unit4(philox4x32_R(10, c, k).v, r + i);
+  ctr0 = c.v[0];
+}
+
+#pragma GCC push_options
+#pragma GCC target("aes")
+void random123_ars(double *r, int n, uint32_t &ctr0) {
+  ars4x32_key_t k = ars4x32keyinit(ars4x32_ukey_t{{12345, 0, 0, 0}});
+  ars4x32_ctr_t c = {{ctr0, 0, 0, 0}};
+  for (int i = 0; i < n; i += 4, ++c.v[0]) to_unit4(ars4x32_R(5, c, k).v, r + i);
+  ctr0 = c.v[0];
+}
+#pragma GCC pop_options
+
+bool cpu_has(int bit) {
+  unsigned a, b, c, d;
+  __asm__("cpuid" : "=a"(a), "=b"(b), "=c"(c), "=d"(d) : "a"(1), "c"(0));
+  return (c >> bit) & 1;
+}
+
+void counter_based(std::vector<double> &d, std::vector<uint32_t> &w) {
+  printf("\nCounter-based generators, millions of numbers per second (best of 9 rounds), d form on [0,1)\n");
+  printf("CPUID: AES-NI %s, RDRAND %s (__guxCPUisAES %d, __guxCPUisRDRAND %d)\n", cpu_has(25) ? "yes" : "no",
+         cpu_has(30) ? "yes" : "no", __guxCPUisAES(), __guxCPUisRDRAND());
+  printf("%-40s %10s %10s %10s\n", "generator", "d n=1e4", "d n=1e6", "i n=1e6");
+  double ours[2] = {0, 0};
+  const int ids[2] = {GUX_BRNG_PHILOX4X32X10, GUX_BRNG_ARS5};
+  const char *names[2] = {"qor PHILOX4X32X10", "qor ARS5"};
+  for (int g = 0; g < 2; ++g) {
+    GuxStream *s;
+    uint32_t seed = 12345;
+    if (__guxNewStreamEx(&s, ids[g], 1, &seed) != 0) return;
+    BrngProperties p;
+    __guxGetBrngProperties(ids[g], &p);
+    auto fd = [&](int n) {
+      p.dGenerate(s, n, d.data(), 0.0, 1.0);
+      sink += d[n - 1];
+    };
+    auto fi = [&](int n) {
+      p.iGenerate(s, n, w.data());
+      sink += w[n - 1];
+    };
+    const double d4 = rate(10000, fd, 9), d6 = rate(1000000, fd, 9), i6 = rate(1000000, fi, 9);
+    printf("%-40s %10.1f %10.1f %10.1f\n", names[g], d4 / 1e6, d6 / 1e6, i6 / 1e6);
+    ours[g] = d6;
+    __guxDeleteStream(&s);
+  }
+  uint32_t c0 = 0;
+  auto philox = [&](int n) {
+    random123_philox(d.data(), n, c0);
+    sink += d[n - 1];
+  };
+  auto ars = [&](int n) {
+    random123_ars(d.data(), n, c0);
+    sink += d[n - 1];
+  };
+  const double r123p[2] = {rate(10000, philox, 9), rate(1000000, philox, 9)};
+  printf("%-40s %10.1f %10.1f %10s\n", "Random123 philox4x32_R(10) + same map", r123p[0] / 1e6, r123p[1] / 1e6, "-");
+  const double r123a[2] = {rate(10000, ars, 9), rate(1000000, ars, 9)};
+  printf("%-40s %10.1f %10.1f %10s\n", "Random123 ars4x32_R(5) + same map", r123a[0] / 1e6, r123a[1] / 1e6, "-");
+  double np = 0;
+  const bool have_np = numpy_philox(&np);
+  if (have_np)
+    printf("%-40s %10s %10.1f %10s\n", "numpy Generator(Philox).random", "-", np / 1e6, "-");
+  else
+    printf("numpy figure not available (run bench/random_numpy.py)\n");
+  // Each generator against the peers of its own kind: Philox against
+  // Random123's and numpy's, ARS5 against Random123's ARS-5.
+  const double fastest[2] = {std::max(r123p[1], have_np ? np : 0.0), r123a[1]};
+  printf("\nd form at n=1e6 over each peer (goal: at least 1x the fastest of its kind)\n");
+  for (int g = 0; g < 2; ++g) {
+    printf("  %-20s over Random123 Philox %.2fx, ARS-5 %.2fx", names[g], ours[g] / r123p[1], ours[g] / r123a[1]);
+    if (have_np) printf(", numpy Philox %.2fx", ours[g] / np);
+    printf("  | fastest %s %.2fx\n", g ? "ARS-5" : "Philox", ours[g] / fastest[g]);
+  }
+
+  printf("\none skip-ahead, nanoseconds (best of 5 rounds of 10^4)\n");
+  for (int g = 0; g < 2; ++g) {
+    GuxStream *s;
+    uint32_t seed = 7;
+    if (__guxNewStreamEx(&s, ids[g], 1, &seed) != 0) return;
+    const uint64_t far[3] = {~0ull, ~0ull, ~0ull};
+    for (int kind = 0; kind < 2; ++kind) {
+      double best = 1e30;
+      for (int round = 0; round < 5; ++round) {
+        auto t0 = std::chrono::steady_clock::now();
+        for (int r = 0; r < 10000; ++r) kind ? __guxSkipAheadStreamEx(s, 3, far) : __guxSkipAheadStream(s, 1000003);
+        best = std::min(best, std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count() / 1e4);
+      }
+      printf("  %-20s %-32s %8.1f\n", names[g], kind ? "skip-ahead ex 2^192 - 1" : "skip-ahead 10^6 + 3", best * 1e9);
+    }
+    __guxDeleteStream(&s);
+  }
+
+  // TRNG: one pass of each form (rdrand is slow, no repeats).
+  GuxStream *t;
+  if (__guxNewStreamEx(&t, GUX_BRNG_TRNG, 0, nullptr) != 0) return;
+  BrngProperties p;
+  __guxGetBrngProperties(GUX_BRNG_TRNG, &p);
+  const int n = 200000;
+  std::vector<float> f(n);
+  for (int form = 0; form < 3; ++form) {
+    auto t0 = std::chrono::steady_clock::now();
+    int st = form == 0 ? p.dGenerate(t, n, d.data(), 0.0, 1.0)
+             : form == 1 ? p.sGenerate(t, n, f.data(), 0.0f, 1.0f)
+                         : p.iGenerate(t, n, w.data());
+    double sec = std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count();
+    printf("  qor TRNG %c form n=2e5: %8.2f million per second (status %d)\n", "dsi"[form], n / sec / 1e6, st);
+  }
+  __guxDeleteStream(&t);
+}
+
 }  // namespace
 
-int main() {
+int main(int argc, char **argv) {
   std::vector<double> d(1000000);
   std::vector<uint32_t> w(4 * 1000000);
+  if (argc > 1 && !strcmp(argv[1], "--counter-based")) {  // that section alone
+    counter_based(d, w);
+    return sink == 42;
+  }
   printf("millions of numbers per second (d: uniform doubles on [0,1), i: raw words)\n");
   printf("%-34s %10s %10s %10s %10s\n", "generator", "d n=1e4", "d n=1e6", "i n=1e4", "i n=1e6");
 
@@ -283,6 +437,7 @@ int main() {
   }
   __guxDeleteStream(&ms);
   twisters(d, w);
+  counter_based(d, w);
   if (sink == 42) printf("%f\n", sink);
   return 0;
 }

@@ -1,8 +1,9 @@
 """numpy's random.random (PCG64 doubles on [0,1)) at n = 10^4 and 10^6, in
 millions per second, as a peer for the d forms of bench_random; and
-Generator(MT19937).random(out=...) for the Mersenne Twister family. With
+Generator(MT19937).random(out=...) for the Mersenne Twister family, and
+Generator(Philox).random(out=...) for the counter-based generators. With
 --mt19937 it prints only that figure, as numbers per second at the two sizes,
-for bench_random to read."""
+and with --philox only the Philox figure at n = 10^6, for bench_random to read."""
 import sys
 import time
 
@@ -22,6 +23,12 @@ def best_rate(n, fill):
 
 def mt19937_rate(n):
     g = np.random.Generator(np.random.MT19937(12345))
+    out = np.empty(n)
+    return best_rate(n, lambda: g.random(out=out))
+
+
+def philox_rate(n):
+    g = np.random.Generator(np.random.Philox(12345))
     out = np.empty(n)
     return best_rate(n, lambda: g.random(out=out))
 
@@ -47,9 +54,13 @@ if __name__ == "__main__":
     if "--mt19937" in sys.argv[1:]:
         print("%.6g %.6g" % (mt19937_rate(10_000), mt19937_rate(1_000_000)))
         sys.exit(0)
+    if "--philox" in sys.argv[1:]:
+        print("%.6g" % philox_rate(1_000_000))
+        sys.exit(0)
     print("millions of doubles per second")
     for n in (10_000, 1_000_000):
         pcg, mt = rate(n)
         print("numpy Generator.random (PCG64)   n=%-8d %8.1f" % (n, pcg / 1e6))
         print("numpy random.random (MT19937)    n=%-8d %8.1f" % (n, mt / 1e6))
         print("numpy Generator(MT19937).random  n=%-8d %8.1f" % (n, mt19937_rate(n) / 1e6))
+        print("numpy Generator(Philox).random   n=%-8d %8.1f" % (n, philox_rate(n) / 1e6))

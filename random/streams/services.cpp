@@ -5,10 +5,16 @@
 #include "random/streams/stream_internal.h"
 
 namespace {
-unsigned cpuid1_ecx() {
+unsigned query_cpuid1_ecx() {
   unsigned a, b, c, d;
   if (!__get_cpuid(1, &a, &b, &c, &d)) return 0;
   return c;
+}
+// Read once: under a hypervisor cpuid traps and costs tens of microseconds,
+// and the generators that test the processor do so on every call.
+unsigned cpuid1_ecx() {
+  static const unsigned ecx = query_cpuid1_ecx();
+  return ecx;
 }
 }  // namespace
 
