@@ -26,6 +26,8 @@ GUX_BRNG_FAMILY(WH)       /* four small congruences; i form: 4 x 32-bit per word
 GUX_BRNG_FAMILY(MT19937)  /* 624-word twister, tempered; i form: 32-bit words      */
 GUX_BRNG_FAMILY(MT2203)   /* 6024 twisters of 69 words; i form: 32-bit words       */
 GUX_BRNG_FAMILY(SFMT19937) /* 128-bit twister, untempered; i form: 32-bit words    */
+GUX_BRNG_FAMILY(Sobol)    /* quasi-random, Gray-code order; i form: 32-bit words */
+GUX_BRNG_FAMILY(Niederr)  /* quasi-random, base-2 Niederreiter; i form: 32-bit    */
 
 /* ---- modular powers ---------------------------------------------------------- */
 QOR_API uint32_t __guxiPowMod(uint32_t a, uint64_t e, uint32_t m);
