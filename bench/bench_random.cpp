@@ -3,8 +3,11 @@
 // std::uniform_real_distribution and GSL's gsl_rng_uniform on comparable
 // generators. The Mersenne Twister family runs beside std::mt19937, GSL's
 // gsl_rng_mt19937 and numpy's Generator(MT19937) (from bench/random_numpy.py),
-// with the time of one skip-ahead. Plain chrono timing; each figure is the
-// best of a few rounds.
+// with the time of one skip-ahead. The quasi-random Sobol and Niederr run
+// beside GSL's gsl_qrng_sobol and gsl_qrng_niederreiter_2 and scipy's
+// qmc.Sobol(scramble=False) (from bench/random_numpy.py), counting coordinates
+// as numbers. Plain chrono timing; each figure is the best of a few rounds.
+#include <gsl/gsl_qrng.h>
 #include <gsl/gsl_rng.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -13,6 +16,7 @@
 #include <chrono>
 #include <functional>
 #include <random>
+#include <tuple>
 #include <vector>
 
 #include "qor/qor_random_brng.h"
@@ -160,6 +164,84 @@ void twisters(std::vector<double> &d, std::vector<uint32_t> &w) {
   }
 }
 
+// scipy's qmc.Sobol(d, scramble=False).random in coordinates per second at
+// n = 10^6 coordinates, from the python script.
+bool scipy_sobol(int dim, double *rate6) {
+  for (const char *path : {"bench/random_numpy.py", "../bench/random_numpy.py"}) {
+    FILE *f = fopen(path, "r");
+    if (!f) continue;
+    fclose(f);
+    char cmd[256];
+    snprintf(cmd, sizeof cmd, "/usr/bin/python3 %s --sobol %d 2>/dev/null", path, dim);
+    FILE *p = popen(cmd, "r");
+    if (!p) return false;
+    bool ok = fscanf(p, "%lf", rate6) == 1;
+    pclose(p);
+    return ok;
+  }
+  return false;
+}
+
+void quasi(std::vector<double> &d) {
+  printf("\nQuasi-random generators, millions of coordinates per second, d form on [0,1), n = 1e6\n");
+  struct Config {
+    const char *name;
+    int id, dim;
+    const gsl_qrng_type *gsl;
+  } configs[] = {{"Sobol", GUX_BRNG_SOBOL, 1, gsl_qrng_sobol},
+                 {"Sobol", GUX_BRNG_SOBOL, 40, gsl_qrng_sobol},
+                 {"Niederr", GUX_BRNG_NIEDERR, 12, gsl_qrng_niederreiter_2}};
+  const int n = 1000000;
+  for (const Config &c : configs) {
+    uint32_t seed = (uint32_t)c.dim;
+    GuxStream *s;
+    if (__guxNewStreamEx(&s, c.id, 1, &seed) != 0) return;
+    BrngProperties p;
+    __guxGetBrngProperties(c.id, &p);
+    double ours = rate(n, [&](int m) {
+      if (p.dGenerate(s, m, d.data(), 0.0, 1.0) < 0) {  // past the period: start again
+        __guxDeleteStream(&s);
+        __guxNewStreamEx(&s, c.id, 1, &seed);
+      }
+      sink += d[m - 1];
+    });
+    __guxDeleteStream(&s);
+    gsl_qrng *g = gsl_qrng_alloc(c.gsl, c.dim);
+    double gsl = rate(n, [&](int m) {
+      const int points = m / c.dim;
+      for (int k = 0; k < points; ++k) gsl_qrng_get(g, d.data() + (size_t)k * c.dim);
+      sink += d[0];
+    }) * (double)(n / c.dim * c.dim) / n;
+    gsl_qrng_free(g);
+    double scipy = 0;
+    const bool have_scipy = c.id == GUX_BRNG_SOBOL && scipy_sobol(c.dim, &scipy);
+    printf("  %-8s dimension %-3d  qor %8.1f   GSL %s %8.1f", c.name, c.dim, ours / 1e6, c.gsl->name, gsl / 1e6);
+    if (have_scipy) printf("   scipy qmc.Sobol %8.1f", scipy / 1e6);
+    printf("\n      over GSL %.2fx", ours / gsl);
+    if (have_scipy) printf(", over scipy %.2fx", ours / scipy);
+    printf(", over the fastest %.2fx (goal 1x)\n", ours / std::max(gsl, scipy));
+  }
+
+  printf("\nquasi-random skip-ahead by words, microseconds per jump (best of 5 rounds)\n");
+  for (auto [name, id, dim] : {std::tuple{"Sobol", GUX_BRNG_SOBOL, 40}, std::tuple{"Niederr", GUX_BRNG_NIEDERR, 318}}) {
+    for (uint64_t skip : {1ull << 20, 1ull << 31, (1ull << 32) - 3}) {
+      uint32_t seed = (uint32_t)dim;
+      GuxStream *s;
+      if (__guxNewStreamEx(&s, id, 1, &seed) != 0) return;
+      double best = 1e30;
+      for (int round = 0; round < 5; ++round) {
+        auto t0 = std::chrono::steady_clock::now();
+        __guxSkipAheadStream(s, skip);
+        best = std::min(best, std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count());
+        __guxDeleteStream(&s);
+        __guxNewStreamEx(&s, id, 1, &seed);
+      }
+      printf("  %-8s dimension %-3d skip %12llu: %8.2f\n", name, dim, (unsigned long long)skip, best * 1e6);
+      __guxDeleteStream(&s);
+    }
+  }
+}
+
 }  // namespace
 
 int main() {
@@ -283,6 +365,7 @@ int main() {
   }
   __guxDeleteStream(&ms);
   twisters(d, w);
+  quasi(d);
   if (sink == 42) printf("%f\n", sink);
   return 0;
 }
