@@ -45,18 +45,17 @@ uint32_t remainder(uint32_t a, uint32_t b) {
   return a;
 }
 
-bool irreducible(uint32_t p) {
-  const int d = degree_of(p);
-  for (uint32_t q = 2; degree_of(q) <= d / 2; ++q)
-    if (remainder(p, q) == 0) return false;
-  return d >= 1;
-}
-
-// The first `count` irreducible polynomials, in increasing order of their masks.
+// The first `count` irreducible polynomials, in increasing order of their
+// masks: a polynomial is irreducible when no irreducible one of at most half
+// its degree divides it, and those are all found before it.
 void irreducible_polynomials(uint32_t count, uint32_t *out) {
-  uint32_t p = 2;
-  for (uint32_t j = 0; j < count; ++p)
-    if (irreducible(p)) out[j++] = p;
+  uint32_t found = 0;
+  for (uint32_t p = 2; found < count; ++p) {
+    bool divisible = false;
+    for (uint32_t i = 0; i < found && 2 * degree_of(out[i]) <= degree_of(p) && !divisible; ++i)
+      divisible = remainder(p, out[i]) == 0;
+    if (!divisible) out[found++] = p;
+  }
 }
 
 // The 32 columns of the generator matrix of polynomial p. Row i = Q e + u
@@ -67,8 +66,9 @@ void irreducible_polynomials(uint32_t count, uint32_t *out) {
 void generator_columns(uint32_t p, uint32_t column[kBits]) {
   if (degree_of(p) < 1) p = 2;
   const int e = degree_of(p);
-  constexpr int kLength = 2 * kBits + 32;  // coefficients 0 .. 31 + e - 1 are read
-  uint8_t s[kLength];
+  // Coefficients 0 .. 31 + e - 1 (below 62, as e < 32) are read; bit r of s
+  // is coefficient r. B has degree at most 31 + e, below 64.
+  uint64_t s = 0;
   uint64_t b = 1;
   memset(column, 0, kBits * 4);
   for (int i = 0; i < kBits; ++i) {
@@ -77,15 +77,19 @@ void generator_columns(uint32_t p, uint32_t column[kBits]) {
       const int previous = 63 - __builtin_clzll(b);  // degree of p^Q
       b = multiply(b, p);
       const int m = 63 - __builtin_clzll(b);
-      for (int r = 0; r < m; ++r) s[r] = r < previous ? 0 : 1;
-      for (int r = m; r < kLength; ++r) {
-        uint8_t t = 0;
-        for (int k = 0; k < m; ++k) t ^= (uint8_t)((b >> k & 1) & s[r - m + k]);
-        s[r] = t;
+      // window: bit k is coefficient r - m + k; the next one is the parity of
+      // the window under the low terms of B.
+      uint64_t window = ((1ull << m) - 1) & ~((1ull << previous) - 1);
+      s = window;
+      const uint64_t taps = b & ~(1ull << m);
+      for (int r = m; r < 64; ++r) {
+        const uint64_t next = (uint64_t)__builtin_parityll(window & taps);
+        s |= next << r;
+        window = (window >> 1) | (next << (m - 1));
       }
     }
     for (int r = 0; r < kBits; ++r)
-      if (s[r + u]) column[r] |= 0x80000000u >> i;
+      if (s >> (r + u) & 1) column[r] |= 0x80000000u >> i;
   }
 }
 
