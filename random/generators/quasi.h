@@ -128,8 +128,8 @@ struct FloatOut {
 template <class Out>
 int generate(const View &q, int n, const Out &out) {
   Head &h = *q.head;
-  if ((uint64_t)h.index + (uint64_t)(int64_t)n > kIndexLimit && n > 0) return GUX_STATUS_QRNG_PERIOD_EXCEEDED;
   if (n <= 0) return GUX_STATUS_OK;
+  if ((uint64_t)h.index + (uint64_t)n > kIndexLimit) return GUX_STATUS_QRNG_PERIOD_EXCEEDED;
   uint32_t index = h.index;
   if (h.leapfrogDim != kAllCoordinates || h.dimension == 1) {
     // One coordinate per point: the selected one, or the only one.
