@@ -437,8 +437,10 @@ GUX_SS_DECLARE(PooledCovariance)
  * GUX_SS_BAD_PARTIAL_INDICES. With no conditioned dimension the outputs are
  * the kept block itself. Outputs are k by k (k kept dimensions, in dimension
  * order) in their own storage. A conditioned block that is not positive
- * definite stops with GUX_SS_WARN_COV_NOT_POSITIVE, a failed inversion with
- * GUX_SS_WARN_PARTIAL_SINGULAR, the outputs untouched. */
+ * definite stops with GUX_SS_WARN_COV_NOT_POSITIVE, outputs untouched. A
+ * kept dimension whose partial variance is not positive (fully explained by
+ * the conditioned ones) gives GUX_SS_WARN_PARTIAL_SINGULAR after the partial
+ * covariance is written; the partial correlation is then untouched. */
 GUX_SS_DECLARE(PartialCovariance)
 
 /* Repair of a symmetric matrix (the task's correlation) into a positive
