@@ -11,6 +11,7 @@
 #include <qor/qor_random.h>
 
 #include <cmath>
+#include <limits>
 
 #include "qor_core.h"
 #include "stats/ss_cov_util.h"
@@ -92,8 +93,11 @@ int64_t partial(GuxSSTask *task, uint64_t estimates, uint64_t method, const GuxT
   if (status == GUX_SS_OK) {
     // The upper triangle, column-major, reads as the lower one row-major.
     if (want_cov) sym_store(res, cov_code, nk, static_cast<T *>(task->partial_cov));
+    // Singular: a partial variance within rounding of zero against the
+    // variance it started from.
     bool singular = false;
-    for (int64_t a = 0; a < nk; ++a) singular |= !(res[a + a * nk] > 0);
+    const T eps = T(64) * std::numeric_limits<T>::epsilon();
+    for (int64_t a = 0; a < nk; ++a) singular |= !(res[a + a * nk] > eps * at(kept[a], kept[a]));
     if (singular) {
       // A kept dimension is fully explained by the conditioned ones.
       status = GUX_SS_WARN_PARTIAL_SINGULAR;

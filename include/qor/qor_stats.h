@@ -438,8 +438,8 @@ GUX_SS_DECLARE(PooledCovariance)
  * the kept block itself. Outputs are k by k (k kept dimensions, in dimension
  * order) in their own storage. A conditioned block that is not positive
  * definite stops with GUX_SS_WARN_COV_NOT_POSITIVE, outputs untouched. A
- * kept dimension whose partial variance is not positive (fully explained by
- * the conditioned ones) gives GUX_SS_WARN_PARTIAL_SINGULAR after the partial
+ * kept dimension whose partial variance is not above 64 epsilon times its
+ * variance (fully explained by the conditioned ones, to rounding) gives GUX_SS_WARN_PARTIAL_SINGULAR after the partial
  * covariance is written; the partial correlation is then untouched. */
 GUX_SS_DECLARE(PartialCovariance)
 
