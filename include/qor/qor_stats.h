@@ -409,7 +409,9 @@ QOR_API int64_t __guxsQSortStep(int64_t n, float *data);
  * the same record. Matrix outputs and inputs here accept the storage codes
  * 0, 1 and 2 only (anything else: GUX_SS_BAD_STORAGE). Except for the
  * deviations and the weighted median, which skip unselected dimensions like
- * the quantiles, these estimators work on all p dimensions. */
+ * the quantiles, these estimators work on all p dimensions. The single
+ * forms of the robust covariance, outlier detection and missing values work
+ * on a double copy of the data and round only their outputs. */
 #define GUX_SS_DECLARE(Name)                                                                    \
   QOR_API int64_t _guxdSS##Name(GuxSSTask *task, uint64_t estimates, uint64_t method,           \
                                 const GuxThreadingTable *threading);                           \
