@@ -106,7 +106,7 @@ double bench_repair() {
   GuxSSTask *task = nullptr;
   __guxdSSNewTask(&task, &p, nullptr, nullptr, nullptr, nullptr, nullptr, 0);
   __guxdSSEditMtxParametrz(task, cor.data(), &full, out.data(), &full);
-  const double t = best_seconds([&] { _guxdSSCorParametrization(task, 0, GUX_SS_M_SPECTRAL, th()); });
+  const double t = best_seconds([&] { _guxdSSCorParametrization(task, 0, GUX_SS_M_SPECTRAL, th()); }, 10);
   __guxSSDeleteTask(&task);
   return t;
 }
