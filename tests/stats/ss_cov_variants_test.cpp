@@ -4,6 +4,7 @@
 // precisions. Output arrays are framed by guard cells that must stay.
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <vector>
 
 #include "stats/ss_cov_reference.h"
@@ -40,6 +41,11 @@ struct Guarded : std::vector<T> {
 };
 
 const GuxThreadingTable *th() { return qor_core_threading(); }
+
+// Largest relative errors seen: pooled, group, partial covariance, partial
+// correlation, repair; printed after each table for the record.
+double worst[5];
+double seen(int k, double e) { return worst[k] = std::max(worst[k], e), e; }
 
 template <class T>
 void check_pooled(bool rows, bool weighted, int code, int threads, uint64_t seed) {
@@ -80,13 +86,13 @@ void check_pooled(bool rows, bool weighted, int code, int threads, uint64_t seed
                            GUX_SS_M_ONE_PASS, th()), 0);
   __guxSSDeleteTask(&task);
   const double tol = Cov<T>::tol * 10;
-  EXPECT_LT(rel_diff(from_storage(pc.out(), code, p), pooled), tol);
+  EXPECT_LT(seen(0, rel_diff(from_storage(pc.out(), code, p), pooled)), tol);
   for (int j = 0; j < p; ++j) EXPECT_NEAR((double)pm.at(j), (double)mean[G * p + j], tol * 10);
   for (int k = 0; k < G; ++k) {
     LMat want(p * p);
     for (int e = 0; e < p * p; ++e) want[e] = scat[k][e] / (W[k] - V[k] / W[k]);
     for (int j = 0; j < p; ++j) EXPECT_NEAR((double)gm.at(k * p + j), flags[k] ? (double)mean[k * p + j] : 7.0, tol * 10);
-    if (flags[k]) EXPECT_LT(rel_diff(from_storage(gc.out() + k * gsize, gcode, p), want), tol);
+    if (flags[k]) EXPECT_LT(seen(1, rel_diff(from_storage(gc.out() + k * gsize, gcode, p), want)), tol);
     else for (size_t e = 0; e < gsize; ++e) EXPECT_EQ(gc.at(k * gsize + e), T(7));
   }
   EXPECT_TRUE(pm.intact() && pc.intact() && gm.intact() && gc.intact());
@@ -113,8 +119,8 @@ void check_partial(bool from_cor, int src_code, int out_code, const std::vector<
                             pcor.out(), &oc);
   ASSERT_EQ(Cov<T>::partial(task, GUX_SS_PARTIAL_COV | GUX_SS_PARTIAL_COR, GUX_SS_M_FAST, th()), 0);
   __guxSSDeleteTask(&task);
-  EXPECT_LT(rel_diff(from_storage(pcov.out(), out_code, k), want), Cov<T>::tol * 10);
-  EXPECT_LT(rel_diff(from_storage(pcor.out(), out_code, k), want_cor), Cov<T>::tol * 10);
+  EXPECT_LT(seen(2, rel_diff(from_storage(pcov.out(), out_code, k), want)), Cov<T>::tol * 10);
+  EXPECT_LT(seen(3, rel_diff(from_storage(pcor.out(), out_code, k), want_cor)), Cov<T>::tol * 10);
   EXPECT_TRUE(pcov.intact() && pcor.intact());
 }
 
@@ -139,7 +145,7 @@ void check_repair(int in_code, int out_code, bool in_place, int64_t p, uint64_t 
   ASSERT_EQ(Cov<T>::repair(task, 0, GUX_SS_M_SPECTRAL, th()), 0);
   __guxSSDeleteTask(&task);
   const LMat got = from_storage(out.out(), out_code, p);
-  EXPECT_LT(rel_diff(got, want), sizeof(T) == 8 ? 1e-12 : 1e-5);
+  EXPECT_LT(seen(4, rel_diff(got, want)), sizeof(T) == 8 ? 1e-12 : 1e-5);
   rebuilt(got, p, -INFINITY, &least);  // positive semi-definite, to rounding
   EXPECT_GT(least, sizeof(T) == 8 ? -1e-13L : -1e-5L);
   EXPECT_TRUE(out.intact());
@@ -229,6 +235,9 @@ void all_tables() {
       check_repair<T>(sc, oc, false, 12, seed++);
       if (!(oc == 0 && sc != 0)) check_repair<T>(sc, oc, true, 9, seed++);
     }
+  std::printf("largest relative errors (%s): pooled %.2e, group %.2e, partial cov %.2e, partial cor %.2e, "
+              "repair %.2e\n", sizeof(T) == 8 ? "d" : "s", worst[0], worst[1], worst[2], worst[3], worst[4]);
+  std::fill(worst, worst + 5, 0.0);
 }
 TEST(CovVariants, AgainstLongDoubleReferences) { all_tables<double>(); }
 TEST(CovVariants, SingleTwin) { all_tables<float>(); }
