@@ -22,9 +22,6 @@
   void P##trmm_(const char *, const char *, const char *, const char *, const int *, const int *, \
                 const T *, const T *, const int *, T *, const int *, size_t, size_t, size_t,      \
                 size_t);                                                                          \
-  void P##trsm_(const char *, const char *, const char *, const char *, const int *, const int *, \
-                const T *, const T *, const int *, T *, const int *, size_t, size_t, size_t,      \
-                size_t);                                                                          \
   void P##tpmv_(const char *, const char *, const char *, const int *, const T *, T *,            \
                 const int *, size_t, size_t, size_t);                                             \
   void P##potrf_(const char *, const int *, T *, const int *, int *, size_t);                     \
@@ -106,11 +103,6 @@ void packed_trmm(const char *side, const char *uplo, const char *transa, const c
                            const T *al, const T *a, const int *lda, const T *b, const int *ldb,   \
                            const T *be, T *c, const int *ldc) {                                   \
     P##symm_(s, u, m, n, al, a, lda, b, ldb, be, c, ldc, 1, 1);                                   \
-  }                                                                                               \
-  void qor_blas_##P##trsm(const char *s, const char *u, const char *t, const char *d,             \
-                          const int *m, const int *n, const T *al, const T *a, const int *lda,    \
-                          T *b, const int *ldb) {                                                 \
-    P##trsm_(s, u, t, d, m, n, al, a, lda, b, ldb, 1, 1, 1, 1);                                   \
   }                                                                                               \
   void qor_blas_##P##trmm(const char *s, const char *u, const char *t, const char *d,             \
                           const int *m, const int *n, const T *al, const T *a, const int *lda,    \

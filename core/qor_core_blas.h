@@ -40,10 +40,6 @@ extern "C" {
   QOR_CORE_API void qor_blas_x##P##symm(const char *side, const char *uplo, const int *m,       \
       const int *n, const T *alpha, const T *a, const int *lda, const T *b, const int *ldb,     \
       const T *beta, T *c, const int *ldc);                                                     \
-  /* B := alpha*op(A)^-1*B (side 'l') or alpha*B*op(A)^-1 ('r'), A triangular */                \
-  QOR_CORE_API void qor_blas_##P##trsm(const char *side, const char *uplo, const char *transa,  \
-      const char *diag, const int *m, const int *n, const T *alpha, const T *a,                 \
-      const int *lda, T *b, const int *ldb);                                                    \
   /* B := alpha*op(A)*B (side 'l') or alpha*B*op(A) ('r'), A triangular */                      \
   QOR_CORE_API void qor_blas_##P##trmm(const char *side, const char *uplo, const char *transa,  \
       const char *diag, const int *m, const int *n, const T *alpha, const T *a,                 \

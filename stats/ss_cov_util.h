@@ -61,6 +61,11 @@ void sym_store(const S *full, int64_t code, int64_t q, D *dst) {
     qor_lapack_##P##potrf(&uplo, &n, a, &n, &info);                                                \
     return info;                                                                                   \
   }                                                                                                \
+  inline int potri(char uplo, int n, T *a) {                                                       \
+    int info = 0;                                                                                  \
+    qor_lapack_##P##potri(&uplo, &n, a, &n, &info);                                                \
+    return info;                                                                                   \
+  }                                                                                                \
   inline int syev(int n, T *a, T *w, T *work, int lwork) {                                         \
     int info = 0;                                                                                  \
     qor_lapack_##P##syev("V", "U", &n, a, &n, w, work, &lwork, &info);                             \
@@ -69,10 +74,6 @@ void sym_store(const S *full, int64_t code, int64_t q, D *dst) {
   inline void gemm(char ta, char tb, int m, int n, int k, T alpha, const T *a, int lda,            \
                    const T *b, int ldb, T beta, T *c, int ldc) {                                   \
     qor_blas_##P##gemm(&ta, &tb, &m, &n, &k, &alpha, a, &lda, b, &ldb, &beta, c, &ldc);            \
-  }                                                                                                \
-  inline void trsm_upper_trans(int m, int n, const T *a, T *b) {                                   \
-    const T one = 1;                                                                               \
-    qor_blas_##P##trsm("L", "U", "T", "N", &m, &n, &one, a, &m, b, &m);                            \
   }                                                                                                \
   inline void syrk(char uplo, char trans, int n, int k, T alpha, const T *a, int lda, T beta,      \
                    T *c, int ldc) {                                                                \

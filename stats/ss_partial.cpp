@@ -1,17 +1,14 @@
 // Partial covariance and correlation: for the kept dimensions K (index 1)
 // given the conditioned ones C (index -1), S_KK - S_KC S_CC^-1 S_CK. The
 // source is the task's covariance, or its correlation when no covariance is
-// bound. S_CC is factored by LAPACK (potrf, S_CC = U'U); the complement is
-// S_KK - Y'Y with Y = U'^-1 S_CK, one triangular solve and one syrk: half
-// the work of an explicit inverse and two general products, and no
-// rounding of the inverse in the result. Outputs are |K| by |K|, in
+// bound. S_CC is factored and inverted by LAPACK (potrf, potri), and the
+// Schur complement is formed by two gemm calls. Outputs are |K| by |K|, in
 // dimension order, stored by their own storage codes.
 #include <qor/qor_stats.h>
 
 #include <qor/qor_random.h>
 
 #include <cmath>
-#include <limits>
 
 #include "qor_core.h"
 #include "stats/ss_cov_util.h"
@@ -62,49 +59,49 @@ int64_t partial(GuxSSTask *task, uint64_t estimates, uint64_t method, const GuxT
   if (nk == 0) return GUX_SS_BAD_PARTIAL_INDICES;
   if (!want_cov && !want_cor) return GUX_SS_OK;
 
-  // Work: S_CC (c*c), S_CK (c*k), the complement (k*k), k inverse roots,
-  // then the two index lists; blocks are column-major.
-  const size_t reals = (size_t)(nc * nc + nc * nk + nk * nk + nk);
+  // Work: full source p*p, then S_CC (c*c), S_CK (c*k), its product (c*k),
+  // the complement (k*k), k inverse roots, and the index lists.
+  const size_t reals = (size_t)(p * p + nc * nc + 2 * nc * nk + nk * nk + nk);
   const size_t index_at = (sizeof(T) * reals + 7) & ~(size_t)7;
   char *mem = static_cast<char *>(qor_serv_allocate(index_at + sizeof(int64_t) * (size_t)p, 128));
   if (!mem) return GUX_SS_NO_MEMORY;
-  T *scc = reinterpret_cast<T *>(mem), *sck = scc + nc * nc, *res = sck + nc * nk, *roots = res + nk * nk;
+  T *full = reinterpret_cast<T *>(mem), *scc = full + p * p, *sck = scc + nc * nc, *prod = sck + nc * nk,
+    *res = prod + nc * nk;
+  T *roots = res + nk * nk;
   int64_t *kept = reinterpret_cast<int64_t *>(mem + index_at), *cond = kept + nk;
   for (int64_t j = 0, a = 0, b = 0; j < p; ++j)
     (read_int_at(task->partial_indices, wide, j) == 1 ? kept[a++] : cond[b++]) = j;
-  const T *S = static_cast<const T *>(src);
-  auto at = [&](int64_t i, int64_t j) { return S[sym_index(src_code, p, i, j)]; };
-  for (int64_t b = 0; b < nk; ++b)
-    for (int64_t a = 0; a <= b; ++a) res[a + b * nk] = at(kept[a], kept[b]);
+  sym_expand(static_cast<const T *>(src), src_code, p, full);
+  // Column-major blocks (symmetric, so row-major reads the same).
+  for (int64_t a = 0; a < nk; ++a)
+    for (int64_t b = 0; b < nk; ++b) res[a + b * nk] = full[kept[a] * p + kept[b]];
   int64_t status = GUX_SS_OK;
   if (nc > 0) {
-    for (int64_t b = 0; b < nc; ++b)
-      for (int64_t a = 0; a <= b; ++a) scc[a + b * nc] = at(cond[a], cond[b]);
-    for (int64_t b = 0; b < nk; ++b)
-      for (int64_t a = 0; a < nc; ++a) sck[a + b * nc] = at(cond[a], kept[b]);
-    // S_CC = U'U; Y = U'^-1 S_CK; complement = S_KK - Y'Y (upper triangle).
+    for (int64_t a = 0; a < nc; ++a)
+      for (int64_t b = 0; b < nc; ++b) scc[a + b * nc] = full[cond[a] * p + cond[b]];
+    for (int64_t a = 0; a < nc; ++a)
+      for (int64_t b = 0; b < nk; ++b) sck[a + b * nc] = full[cond[a] * p + kept[b]];
     if (potrf('U', (int)nc, scc) != 0) {
       status = GUX_SS_WARN_COV_NOT_POSITIVE;
+    } else if (potri('U', (int)nc, scc) != 0) {
+      status = GUX_SS_WARN_PARTIAL_SINGULAR;
     } else {
-      trsm_upper_trans((int)nc, (int)nk, scc, sck);
-      syrk('U', 'T', (int)nk, (int)nc, T(-1), sck, (int)nc, T(1), res, (int)nk);
+      for (int64_t b = 0; b < nc; ++b)
+        for (int64_t a = b + 1; a < nc; ++a) scc[a + b * nc] = scc[b + a * nc];
+      // prod = S_CC^-1 S_CK; res -= S_KC prod.
+      gemm('N', 'N', (int)nc, (int)nk, (int)nc, T(1), scc, (int)nc, sck, (int)nc, T(0), prod, (int)nc);
+      gemm('T', 'N', (int)nk, (int)nk, (int)nc, T(-1), sck, (int)nc, prod, (int)nc, T(1), res, (int)nk);
     }
   }
   if (status == GUX_SS_OK) {
-    // The upper triangle, column-major, reads as the lower one row-major.
+    // The complement is symmetric up to rounding; take its mean.
+    for (int64_t a = 0; a < nk; ++a)
+      for (int64_t b = 0; b < a; ++b) res[a * nk + b] = res[b * nk + a] = (res[a * nk + b] + res[b * nk + a]) / 2;
     if (want_cov) sym_store(res, cov_code, nk, static_cast<T *>(task->partial_cov));
-    // Singular: a partial variance within rounding of zero against the
-    // variance it started from.
-    bool singular = false;
-    const T eps = T(64) * std::numeric_limits<T>::epsilon();
-    for (int64_t a = 0; a < nk; ++a) singular |= !(res[a + a * nk] > eps * at(kept[a], kept[a]));
-    if (singular) {
-      // A kept dimension is fully explained by the conditioned ones.
-      status = GUX_SS_WARN_PARTIAL_SINGULAR;
-    } else if (want_cor) {
-      for (int64_t a = 0; a < nk; ++a) roots[a] = T(1 / __guxdSqrt((double)res[a + a * nk]));
-      for (int64_t b = 0; b < nk; ++b)
-        for (int64_t a = 0; a <= b; ++a) res[a + b * nk] *= roots[a] * roots[b];
+    if (want_cor) {
+      for (int64_t a = 0; a < nk; ++a) roots[a] = T(1 / __guxdSqrt((double)res[a * nk + a]));
+      for (int64_t a = 0; a < nk; ++a)
+        for (int64_t b = 0; b <= a; ++b) res[a * nk + b] = res[a * nk + b] * roots[a] * roots[b];
       sym_store(res, cor_code, nk, static_cast<T *>(task->partial_cor));
     }
   }

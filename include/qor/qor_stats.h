@@ -439,10 +439,10 @@ GUX_SS_DECLARE(PooledCovariance)
  * GUX_SS_BAD_PARTIAL_INDICES. With no conditioned dimension the outputs are
  * the kept block itself. Outputs are k by k (k kept dimensions, in dimension
  * order) in their own storage. A conditioned block that is not positive
- * definite stops with GUX_SS_WARN_COV_NOT_POSITIVE, outputs untouched. A
- * kept dimension whose partial variance is not above 64 epsilon times its
- * variance (fully explained by the conditioned ones, to rounding) gives GUX_SS_WARN_PARTIAL_SINGULAR after the partial
- * covariance is written; the partial correlation is then untouched. */
+ * definite stops with GUX_SS_WARN_COV_NOT_POSITIVE (the Cholesky factor
+ * fails), and one whose factor cannot be inverted with
+ * GUX_SS_WARN_PARTIAL_SINGULAR, outputs untouched in both cases. The
+ * complement is formed from the explicit inverse by two general products. */
 GUX_SS_DECLARE(PartialCovariance)
 
 /* Repair of a symmetric matrix (the task's correlation) into a positive

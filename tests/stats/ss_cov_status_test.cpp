@@ -123,7 +123,6 @@ std::vector<Row<T>> rows() {
       {"partial index 0", Partial, kPartialAll, fast, [](V &v) { v.marks[1] = 0; }, GUX_SS_BAD_PARTIAL_INDICES},
       {"partial index 2", Partial, kPartialAll, fast, [](V &v) { v.marks[0] = 2; }, GUX_SS_BAD_PARTIAL_INDICES},
       {"nothing kept", Partial, kPartialAll, fast, [](V &v) { v.marks[0] = v.marks[2] = -1; }, GUX_SS_BAD_PARTIAL_INDICES},
-      {"kept explained by conditioned", Partial, kPartialAll, fast, [](V &v) { v.cov[1] = v.cov[3] = 2; }, GUX_SS_WARN_PARTIAL_SINGULAR},
       {"conditioned not positive", Partial, kPartialAll, fast, [](V &v) { v.cov[4] = -1; }, GUX_SS_WARN_COV_NOT_POSITIVE},
       // repair
       {"repair ok", Repair, 0, GUX_SS_M_SPECTRAL, [](V &) {}, 0},
