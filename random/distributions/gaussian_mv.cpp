@@ -45,16 +45,13 @@ struct Blas {
   }
 };
 
-// r[i][j] += a[j], vector after vector.
-template <class T> void add_mean_by_vector(int n, int dimen, T *r, const T *a) {
+// r[i][j] += a[j], vector after vector: one pass over r. The small-matrix
+// product could equally be followed by a walk component by component; each
+// element gets one addition either way, so the order alters no number, and
+// one pass is cheaper than dimen strided passes over a large r.
+template <class T> void add_mean(int n, int dimen, T *r, const T *a) {
   for (int i = 0; i < n; ++i)
     for (int j = 0; j < dimen; ++j) r[(ptrdiff_t)i * dimen + j] += a[j];
-}
-
-// The same, component after component, striding through the vectors.
-template <class T> void add_mean_by_component(int n, int dimen, T *r, const T *a) {
-  for (int j = 0; j < dimen; ++j)
-    for (int i = 0; i < n; ++i) r[(ptrdiff_t)i * dimen + j] += a[j];
 }
 
 template <class T>
@@ -70,15 +67,14 @@ int gaussian_mv(int method, GuxStream *stream, int n, T *r, int dimen, int mstor
       // r := U' r, U the upper triangle of t (column-major), that is L r.
       if (dimen > kSmallDimension) {
         Blas::trmm("L", "U", "T", "N", &dimen, &n, &one, t, &dimen, r, &dimen);
-        add_mean_by_vector(n, dimen, r, a);
       } else {
         Blas::trmm_small("L", "U", "T", "N", &dimen, &n, &one, t, &dimen, r, &dimen);
-        add_mean_by_component(n, dimen, r, a);
       }
+      add_mean(n, dimen, r, a);
       break;
     case GUX_MATRIX_STORAGE_PACKED:
       Blas::ptrmm("L", "L", "N", "N", &dimen, &n, &one, t, r, &dimen);
-      add_mean_by_vector(n, dimen, r, a);
+      add_mean(n, dimen, r, a);
       break;
     case GUX_MATRIX_STORAGE_DIAGONAL:
       for (int i = 0; i < n; ++i)
