@@ -44,7 +44,7 @@ template <class T> int expint1_scalar(const T *a, T *r) {
   }
   const T v = (T)expint1_ext(in.x, in.mag);
   *r = v;
-  return v == 0 ? 4 : 0;
+  return is_zero_bits(v) ? 4 : 0;
 }
 
 int sexpint1_scalar(const float *a, float *r) { return expint1_scalar(a, r); }
@@ -75,6 +75,6 @@ int expint1_scalar_d(const double *a, double *r) { return dexpint1_scalar(a, r);
 
 }  // namespace qor::kernels
 
-using qor::bex::ExtendedX87Env;
-QOR_UNARY_KERNELS(sExpInt1, LAHA, qor::kernels::SExpInt1, ExtendedX87Env)
-QOR_UNARY_KERNELS(dExpInt1, LAHA, qor::kernels::DExpInt1, ExtendedX87Env)
+using qor::kernels::gamma::ExtendedX87ModeEnv;
+QOR_UNARY_KERNELS(sExpInt1, LAHA, qor::kernels::SExpInt1, ExtendedX87ModeEnv)
+QOR_UNARY_KERNELS(dExpInt1, LAHA, qor::kernels::DExpInt1, ExtendedX87ModeEnv)

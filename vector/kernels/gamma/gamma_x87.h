@@ -106,20 +106,43 @@ struct Input {
   bool is_inf() const { return mag == 0x7ff0000000000000ull; }
   bool is_zero() const { return mag == 0; }
 };
+// The loads are x87 loads: an SSE conversion would see the caller's DAZ.
 inline Input classify(const double *a) {
   uint64_t b;
   memcpy(&b, a, 8);
-  return {(ld)*a, (b >> 63) != 0, b & 0x7fffffffffffffffull};
+  ld x;
+  __asm__("fldl %1" : "=t"(x) : "m"(*a));
+  return {x, (b >> 63) != 0, b & 0x7fffffffffffffffull};
 }
 inline Input classify(const float *a) {
   uint32_t b;
   memcpy(&b, a, 4);
-  const ld x = (ld)*a;
-  const double d = (double)x;  // exact: the widening of a float
-  uint64_t db;
-  memcpy(&db, &d, 8);
-  if ((b & 0x7fffffffu) > 0x7f800000u) db = 0x7ff8000000000000ull;  // keep NaN a NaN for the class
-  return {x, (b >> 31) != 0, db & 0x7fffffffffffffffull};
+  ld x;
+  __asm__("flds %1" : "=t"(x) : "m"(*a));
+  // the bits of the same value as a double, by integer arithmetic
+  const uint32_t m = b & 0x7fffffffu;
+  uint64_t d;
+  if (m == 0) d = 0;
+  else if (m >= 0x7f800000u) d = 0x7ff0000000000000ull | (uint64_t)(m & 0x7fffffu) << 29;
+  else if (m >= 0x00800000u) d = ((uint64_t)m << 29) + ((uint64_t)(1023 - 127) << 52);
+  else {  // denormal: normalise the significand
+    const int shift = __builtin_clz(m) - 8;
+    d = ((uint64_t)(1023 - 126 - shift) << 52) | ((uint64_t)((m << shift) & 0x7fffffu) << 29);
+  }
+  return {x, (b >> 31) != 0, d};
+}
+
+// Whether a stored result is zero, by its bits (a compare would see DAZ).
+template <class T> inline bool is_zero_bits(T v) {
+  if constexpr (sizeof(T) == 8) {
+    uint64_t b;
+    memcpy(&b, &v, 8);
+    return (b << 1) == 0;
+  } else {
+    uint32_t b;
+    memcpy(&b, &v, 4);
+    return (b << 1) == 0;
+  }
 }
 
 // Stores v narrowed once to T; true when that overflowed to an infinity.
@@ -138,6 +161,20 @@ inline ld nan_ext() {
   volatile ld zero = 0;
   return zero / zero;
 }
+
+// The frame variant of these kernels: the x87 unit at 64-bit precision,
+// round to nearest, masked (as ExtendedX87Env), and the SSE unit held as
+// StandardEnv holds it, by the Mode word's denormal field, so that the
+// reporter widens an input the way the other kernels' reports do.
+struct ExtendedX87ModeEnv {
+  static bex::SavedEnv enter() {
+    bex::SavedEnv s;
+    bex::fpenv::force_x87(s, 0xf3f, 0x300 | 0x3f);
+    s.mode = bex::get_mode();
+    bex::fpenv::force_mxcsr(s, (s.mode & BEX_DENORMAL_MASK) == BEX_FTZDAZ_ON ? 0x9fc0u : 0x1f80u);
+    return s;
+  }
+};
 
 // A kernel with no vector formula: every lane is flagged, and the frame
 // hands each element to Routine, in order.

@@ -117,6 +117,6 @@ QOR_INTERVAL(sLGamma, -1e7, -30.0, 100000)
 }  // namespace
 }  // namespace qor::kernels
 
-using qor::bex::ExtendedX87Env;
-QOR_UNARY_KERNELS(sLGamma, ALL, qor::kernels::SLGamma, ExtendedX87Env)
-QOR_UNARY_KERNELS(dLGamma, ALL, qor::kernels::DLGamma, ExtendedX87Env)
+using qor::kernels::gamma::ExtendedX87ModeEnv;
+QOR_UNARY_KERNELS(sLGamma, ALL, qor::kernels::SLGamma, ExtendedX87ModeEnv)
+QOR_UNARY_KERNELS(dLGamma, ALL, qor::kernels::DLGamma, ExtendedX87ModeEnv)

@@ -102,6 +102,6 @@ QOR_INTERVAL(sTGamma, -1e9, -100.0, 20000)
 }  // namespace
 }  // namespace qor::kernels
 
-using qor::bex::ExtendedX87Env;
-QOR_UNARY_KERNELS(sTGamma, ALL, qor::kernels::STGamma, ExtendedX87Env)
-QOR_UNARY_KERNELS(dTGamma, ALL, qor::kernels::DTGamma, ExtendedX87Env)
+using qor::kernels::gamma::ExtendedX87ModeEnv;
+QOR_UNARY_KERNELS(sTGamma, ALL, qor::kernels::STGamma, ExtendedX87ModeEnv)
+QOR_UNARY_KERNELS(dTGamma, ALL, qor::kernels::DTGamma, ExtendedX87ModeEnv)
