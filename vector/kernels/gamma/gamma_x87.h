@@ -75,10 +75,15 @@ inline ld exp_ext(ld y) {
   return x87_scale(1 + m, k);
 }
 
+// The polynomial sum c[i] t^i as two Horner chains in t^2 (even and odd
+// terms), which the x87 unit runs side by side: about half the latency.
 template <int N> inline ld horner(const ld (&c)[N], ld t) {
-  ld r = c[N - 1];
-  for (int i = N - 2; i >= 0; --i) r = r * t + c[i];
-  return r;
+  const ld t2 = t * t;
+  constexpr int last_even = (N - 1) & ~1, last_odd = (N - 2) | 1;
+  ld e = c[last_even], o = c[last_odd];
+  for (int i = last_even - 2; i >= 0; i -= 2) e = e * t2 + c[i];
+  for (int i = last_odd - 2; i >= 1; i -= 2) o = o * t2 + c[i];
+  return e + t * o;
 }
 
 // The product start (start + 1) ... (start + n - 1), in four independent chains.
