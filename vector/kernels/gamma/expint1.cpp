@@ -56,17 +56,17 @@ using DExpInt1 = ScalarOnly<double, kDName, dexpint1_scalar>;
 
 QOR_ACCURACY(dExpInt1, LA, ULP, 4.0)
 QOR_ACCURACY(dExpInt1, HA, ULP, 1.0)
-QOR_INTERVAL(dExpInt1, 0.0, 723.99, 200000)
-QOR_INTERVAL_LOG(dExpInt1, 4.9e-324, 723.99, 200000)
-QOR_INTERVAL(dExpInt1, 0.0, 4.0, 100000)      // the seam at 1
-QOR_INTERVAL(dExpInt1, 690.0, 723.99, 20000)  // the EP seam at 700, denormal results
+QOR_INTERVAL(dExpInt1, 0.0, 723.99, 300000)
+QOR_INTERVAL_LOG(dExpInt1, 4.9e-324, 723.99, 300000)
+QOR_INTERVAL(dExpInt1, 0.0, 4.0, 300000)      // the seam at 1
+QOR_INTERVAL(dExpInt1, 690.0, 723.99, 5000)   // the EP seam at 700, denormal results
 
 QOR_ACCURACY(sExpInt1, LA, ULP, 4.0)
 QOR_ACCURACY(sExpInt1, HA, ULP, 1.0)
-QOR_INTERVAL(sExpInt1, 0.0, 110.0, 200000)
-QOR_INTERVAL_LOG(sExpInt1, 1.4e-45, 3.4e38, 200000)
-QOR_INTERVAL(sExpInt1, 0.0, 4.0, 100000)
-QOR_INTERVAL(sExpInt1, 80.0, 105.0, 50000)    // denormal results and the underflow
+QOR_INTERVAL(sExpInt1, 0.0, 110.0, 300000)
+QOR_INTERVAL_LOG(sExpInt1, 1.4e-45, 3.4e38, 300000)
+QOR_INTERVAL(sExpInt1, 0.0, 4.0, 300000)
+QOR_INTERVAL(sExpInt1, 78.0, 105.0, 5000)     // the EP seam at 80, denormal results, underflow
 
 }  // namespace
 

@@ -92,27 +92,26 @@ using DLGamma = ScalarOnly<double, kDName, dlgamma_scalar>;
 QOR_ACCURACY(dLGamma, LA, ULP, 4.0)
 QOR_ACCURACY(dLGamma, HA, ULP, 1.0)
 QOR_ACCURACY(dLGamma, EP, BITS, 26)
-QOR_INTERVAL(dLGamma, 0.0, 20.0, 200000)
-QOR_INTERVAL_LOG(dLGamma, 4.9e-324, 2.6e305, 200000)  // every binade up to overflow
-QOR_INTERVAL(dLGamma, 0.9, 1.1, 50000)                 // the zero at 1
-QOR_INTERVAL(dLGamma, 1.9, 2.1, 50000)                 // the zero at 2
-QOR_INTERVAL(dLGamma, 2.5599833278516e305, 2.5599833278517e305, 2000)  // overflow bound
-QOR_INTERVAL(dLGamma, -40.0, 0.0, 200000)              // poles, zeros, reflection seam
-QOR_INTERVAL(dLGamma, -2.7, -2.3, 50000)               // the zeros near -2.46 and -2.75
-QOR_INTERVAL(dLGamma, -3.2, -2.9, 50000)
-QOR_INTERVAL(dLGamma, -1e15, -30.0, 100000)
+QOR_INTERVAL(dLGamma, 0.0, 20.0, 300000)
+QOR_INTERVAL_LOG(dLGamma, 4.9e-324, 2.6e305, 300000)  // every binade up to overflow
+QOR_INTERVAL(dLGamma, -40.0, 0.0, 300000)              // poles, zeros, the reflection seam at -32
+QOR_INTERVAL(dLGamma, 0.9, 1.1, 5000)                  // the zero at 1
+QOR_INTERVAL(dLGamma, 1.9, 2.1, 5000)                  // the zero at 2
+QOR_INTERVAL(dLGamma, 2.5599833278516e305, 2.5599833278517e305, 1000)  // overflow bound
+QOR_INTERVAL(dLGamma, -2.8, -2.3, 5000)                // the zeros near -2.46 and -2.75
+QOR_INTERVAL(dLGamma, -1e15, -30.0, 5000)
 
 QOR_ACCURACY(sLGamma, LA, ULP, 4.0)
 QOR_ACCURACY(sLGamma, HA, ULP, 1.0)
 QOR_ACCURACY(sLGamma, EP, BITS, 11)
-QOR_INTERVAL(sLGamma, 0.0, 20.0, 200000)
-QOR_INTERVAL_LOG(sLGamma, 1.4e-45, 3.4e38, 200000)
-QOR_INTERVAL(sLGamma, 0.9, 1.1, 50000)
-QOR_INTERVAL(sLGamma, 1.9, 2.1, 50000)
-QOR_INTERVAL(sLGamma, 4.0e36, 4.2e36, 20000)  // the float overflow bound
-QOR_INTERVAL(sLGamma, -40.0, 0.0, 200000)
-QOR_INTERVAL(sLGamma, -3.2, -2.3, 50000)
-QOR_INTERVAL(sLGamma, -1e7, -30.0, 100000)
+QOR_INTERVAL(sLGamma, 0.0, 20.0, 300000)
+QOR_INTERVAL_LOG(sLGamma, 1.4e-45, 3.4e38, 300000)
+QOR_INTERVAL(sLGamma, -40.0, 0.0, 300000)
+QOR_INTERVAL(sLGamma, 0.9, 1.1, 5000)
+QOR_INTERVAL(sLGamma, 1.9, 2.1, 5000)
+QOR_INTERVAL(sLGamma, 4.0e36, 4.2e36, 1000)  // the float overflow bound
+QOR_INTERVAL(sLGamma, -2.8, -2.3, 5000)
+QOR_INTERVAL(sLGamma, -1e7, -30.0, 5000)
 
 }  // namespace
 }  // namespace qor::kernels
