@@ -37,8 +37,7 @@ def r80(v):
 
 def cheb_fit(g, a, b, n):
     """Degree-n interpolant of g at the Chebyshev points of [a, b], as
-    monomial coefficients in s = x - (a + b) / 2... returned in t = x - a for
-    the caller to shift: coefficients in u = (2x - a - b) / (b - a)."""
+    monomial coefficients in u = (2x - a - b) / (b - a)."""
     nodes = [mp.cos(mp.pi * (k + mp.mpf(1) / 2) / (n + 1)) for k in range(n + 1)]
     vals = [g((b - a) / 2 * u + (a + b) / 2) for u in nodes]
     # Chebyshev coefficients
