@@ -15,6 +15,7 @@ using namespace qor::kernels::erfk;
 constexpr double kFloor = 0x1p-128;           // keeps z = h^2 normal
 constexpr double kFlag = -38.485408335567335;  // Q(-kFlag) = 2^-1075
 
+template <bool WithLo> struct LaHaTier;
 template <class Tier> struct DCdfNorm {
   using T = double;
   static constexpr int kIn = 1, kOut = 1, kBlock = 8;
@@ -25,14 +26,19 @@ template <class Tier> struct DCdfNorm {
     const vd2 g = vmax(vd2{} + kFloor, vmin(vd2{} + Tier::kCap, vabs(x)));
     const Grid<vd2> p(g, Tier::kShifter);
     const vd2 q = p.x0 * p.h, z = p.h * p.h;
-    bad = as<vl2>(_mm_cmpnge_pd(as<__m128d>(x), _mm_set1_pd(kFlag)));
+    bad = as<vl2>(_mm_cmpnge_pd(as<__m128d>(x), _mm_set1_pd(Tier::kScalarBelow)));
     return cdf_from_tail(x, Tier::tail(p, q, z));
   }
 
-  // x below the flag: +0 with an underflow; -Inf: +0 exactly; NaN: quieted.
+  // x below the flag: +0 with an underflow; -Inf: +0 exactly; NaN: quieted;
+  // denormal results of EP (between the flag and kScalarBelow): by the HA lanes.
   static int scalar(const double *a, double *r) {
     const double x = *a;
     if (x != x) return *r = x + x, 0;
+    if (x >= kFlag) {
+      vl2 unused;
+      return *r = DCdfNorm<LaHaTier<true>>::lanes(vd2{x, x}, unused)[0], 0;
+    }
     *r = 0.0;
     return x == -__builtin_inf() ? 0 : 4;
   }
@@ -41,7 +47,7 @@ template <class Tier> struct DCdfNorm {
 // LA and HA: the 1/128 grid up to 38.4921875, the Taylor series through
 // q^11, z q^8, z^2 q^4 (|q| <= 0.151, z <= 2^-16); HA adds the low part of E.
 template <bool WithLo> struct LaHaTier {
-  static constexpr double kCap = 38.4921875, kShifter = 0x1p45;
+  static constexpr double kCap = 38.4921875, kShifter = 0x1p45, kScalarBelow = kFlag;
   static vd2 tail(const Grid<vd2> &p, vd2 q, vd2 z) {
     const vd2 s = taylor_s<NormSeries, 11, 8, 4>(q, z);
     vd2 e, f, el;
@@ -57,7 +63,9 @@ template <bool WithLo> struct LaHaTier {
 
 // EP: the 1/64 grid up to 38.5 and a short fitted series.
 struct EpTier {
-  static constexpr double kCap = 38.5, kShifter = 0x1p46;
+  // Below -37.5 the result is denormal and needs the absolute accuracy of
+  // the denormal grid, beyond the short series: those lanes take the HA path.
+  static constexpr double kCap = 38.5, kShifter = 0x1p46, kScalarBelow = -37.5;
   static vd2 tail(const Grid<vd2> &p, vd2 q, vd2 z) {
     const vd2 s =
         q * (((((((-2.4914234950031343e-05 * q + 0.00019928882331276897) * q - 0.0013888741291414501) * q +

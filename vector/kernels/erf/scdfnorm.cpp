@@ -15,19 +15,16 @@ using namespace qor::kernels::erfk;
 constexpr float kFloor = 0x1p-40f;  // keeps z = h^2 normal; the result rounds to 0.5 below
 constexpr float kFlag = -14.1701851f;
 
-inline vi4 flagged(vf4 x) { return as<vi4>(_mm_cmpnge_ps(as<__m128>(x), _mm_set1_ps(kFlag))); }
+inline vi4 flagged(vf4 x, float below) { return as<vi4>(_mm_cmpnge_ps(as<__m128>(x), _mm_set1_ps(below))); }
 
-// x below the flag: +0 with an underflow; -Inf: +0 exactly; NaN: quieted.
-inline int cdf_scalar(const float *a, float *r) {
-  const float x = *a;
-  if (x != x) return *r = x + x, 0;
-  *r = 0.0f;
-  return x == -__builtin_inff() ? 0 : 4;
-}
+struct SCdfNormHA;
+// x below the flag: +0 with an underflow; -Inf: +0 exactly; NaN: quieted;
+// EP's denormal results (from -12.9 to the flag): by the HA lanes.
+inline int cdf_scalar(const float *a, float *r);
 
 // LA: fitted float series over |q| <= 0.111.
 struct LaTier {
-  static constexpr float kCap = 14.171875f, kShifter = 131072.0f;  // multiples of 2^-6
+  static constexpr float kCap = 14.171875f, kShifter = 131072.0f, kScalarBelow = kFlag;  // multiples of 2^-6
   static vf4 tail(const Grid<vf4> &p) {
     const vf4 q = p.x0 * p.h, z = p.h * p.h;
     const vf4 s = q * (((0.00834078528f * q - 0.0417014435f) * q + 0.166666597f) * q - 0.499999881f) +
@@ -39,7 +36,9 @@ struct LaTier {
 };
 // EP: the 1/32 grid, S through q^3 and z (|q| <= 0.222).
 struct EpTier {
-  static constexpr float kCap = 14.1875f, kShifter = 262144.0f;  // multiples of 2^-5
+  // Below -12.9 the result is denormal and needs the absolute accuracy of the
+  // denormal grid, beyond the short series: those lanes take the HA path.
+  static constexpr float kCap = 14.1875f, kShifter = 262144.0f, kScalarBelow = -12.9f;  // multiples of 2^-5
   static vf4 tail(const Grid<vf4> &p) {
     const vf4 s = taylor_s<NormSeries, 3, 0, -1>(p.x0 * p.h, p.h * p.h);
     vf4 e, f;
@@ -56,7 +55,7 @@ template <class Tier> struct SCdfNormFloat {
   static vf4 lanes(vf4 x, vi4 &bad) {
     const vf4 g = vmax(vf4{} + kFloor, vmin(vf4{} + Tier::kCap, vabs(x)));
     const vf4 v = Tier::tail(Grid<vf4>(g, Tier::kShifter));
-    bad = flagged(x);
+    bad = flagged(x, Tier::kScalarBelow);
     return cdf_from_tail(x, v);
   }
   static int scalar(const float *a, float *r) { return cdf_scalar(a, r); }
@@ -70,7 +69,7 @@ struct SCdfNormHA {
   static constexpr const char *kName = "vsCdfNorm";
   static vf4 lanes(vf4 x, vi4 &bad) {
     const vf4 g = vmax(vf4{} + kFloor, vmin(vf4{} + 14.171875f, vabs(x)));
-    bad = flagged(x);
+    bad = flagged(x, kFlag);
     return in_double<908>(erf_tables::kCdfNormHaS, x, Grid<vf4>(g, 131072.0f),
                           [](vd2 xd, vd2 x0, vd2 h, vd2 e, vd2 f) {
                             return cdf_from_tail(xd, erfk::tail(e, f, h, taylor_s<NormSeries, 6, 3, -1>(x0 * h, h * h)));
@@ -78,6 +77,17 @@ struct SCdfNormHA {
   }
   static int scalar(const float *a, float *r) { return cdf_scalar(a, r); }
 };
+
+inline int cdf_scalar(const float *a, float *r) {
+  const float x = *a;
+  if (x != x) return *r = x + x, 0;
+  if (x >= kFlag) {
+    vi4 unused;
+    return *r = SCdfNormHA::lanes(vf4{} + x, unused)[0], 0;
+  }
+  *r = 0.0f;
+  return x == -__builtin_inff() ? 0 : 4;
+}
 
 using SCdfNormLA = SCdfNormFloat<LaTier>;
 using SCdfNormEP = SCdfNormFloat<EpTier>;
