@@ -54,7 +54,21 @@ template <bool Pi> int datan2_scalar(const double *a, const double *b, double *r
   if (Pi ? atan2_edges(y, x, 0.5, 1.0, 0.25, 0.75, r)
          : atan2_edges(y, x, kPio2Hi, kPiHi, 0x1.921fb54442d18p-1, 0x1.2d97c7f3321d2p+1, r))
     return 0;
-  const int k = ilogb(fmax(fabs(y), fabs(x)));
+  const int ey = ilogb(y), ex = ilogb(x);
+  if (x > 0 && ey - ex < -30) {
+    // atan(t) = t to 2^-60: t = y/x from the mantissas (hi + lo by the
+    // residual), scaled by 2^(ey - ex) at the end, where a denormal result
+    // takes its one rounding.
+    const vd2 ys = vd2{} + ldexp(y, -ey), xs = vd2{} + ldexp(x, -ex);
+    Two t;
+    t.hi = ys / xs;
+    vd2 q, qe;
+    two_product(t.hi, xs, q, qe);
+    t.lo = ((ys - q) - qe) / xs;
+    *r = ldexp(Pi ? times_inv_pi(t)[0] : (t.hi + t.lo)[0], ey - ex);
+    return 0;
+  }
+  const int k = ey > ex ? ey : ex;
   const double ys = ldexp(y, -k), xs = ldexp(x, -k);  // pairs as built, signs of zero kept
   *r = datan2_lanes<Pi, 1>(vd2{ys, ys}, vd2{xs, xs})[0];
   return 0;

@@ -161,7 +161,15 @@ template <bool Precise, size_t N> inline Two atan_parts(vd2 a, const double (&c)
 // one division. The quadrant adds 0, pi/2 or pi and flips the sign.
 template <bool Precise, size_t N> inline Two atan2_parts(vd2 y, vd2 x, const double (&c)[N]) {
   const vd2 ax = vabs(x), ay = vabs(y);
-  const vd2 n = vmin(ax, ay), d = vmax(ax, ay);
+  vd2 n = vmin(ax, ay), d = vmax(ax, ay);
+  if (Precise) {
+    // Below 1, both scaled up by 2^-e(d) (exactly), so that the residual of
+    // the quotient, formed near n, is not divided by a small d after losing
+    // its bits below the normal range.
+    const vd2 sc = as<vd2>((vl2{} + (2046ll << 52)) - (as<vl2>(d) & 0x7ff0000000000000ll));
+    const vd2 up = vmax(sc, vd2{} + 1.0);
+    n = n * up, d = d * up;
+  }
   const vl2 swap = gt(ay, ax), xneg = negative(x);
   const vf4 nf = as<vf4>(_mm_cvtpd_ps(as<__m128d>(n))), df = as<vf4>(_mm_cvtpd_ps(as<__m128d>(d)));
   vd2 b, th, tl;
