@@ -49,6 +49,31 @@ template <class V, class C, size_t N> inline V horner(const C (&c)[N], V s) {
   return p;
 }
 
+// The same sum with a shorter dependency chain: pairs c[2i] + c[2i+1] s
+// (and for 8 terms or more quads of them with s^2) are independent, and are
+// combined by Horner's scheme in s^2 (or s^4).
+template <class V, class C, size_t N> inline V poly(const C (&c)[N], V s) {
+  if constexpr (N < 4) {
+    return horner(c, s);
+  } else {
+    const V s2 = s * s;
+    auto pair = [&](size_t i) { return 2 * i + 1 < N ? c[2 * i] + c[2 * i + 1] * s : V{} + c[2 * i]; };
+    constexpr size_t M = (N + 1) / 2;
+    if constexpr (N < 8) {
+      V p = pair(M - 1);
+      for (int i = (int)M - 2; i >= 0; --i) p = p * s2 + pair(i);
+      return p;
+    } else {
+      const V s4 = s2 * s2;
+      auto quad = [&](size_t i) { return 2 * i + 1 < M ? pair(2 * i) + pair(2 * i + 1) * s2 : pair(2 * i); };
+      constexpr size_t Q = (M + 1) / 2;
+      V p = quad(Q - 1);
+      for (int i = (int)Q - 2; i >= 0; --i) p = p * s4 + quad(i);
+      return p;
+    }
+  }
+}
+
 inline vf4 vmin(vf4 a, vf4 b) { return as<vf4>(_mm_min_ps(as<__m128>(a), as<__m128>(b))); }
 inline vf4 vmax(vf4 a, vf4 b) { return as<vf4>(_mm_max_ps(as<__m128>(a), as<__m128>(b))); }
 inline vd2 vmin(vd2 a, vd2 b) { return as<vd2>(_mm_min_pd(as<__m128d>(a), as<__m128d>(b))); }
@@ -94,7 +119,7 @@ template <bool Acos, bool Precise, size_t N> inline void asin_parts(vd2 x, const
   const vd2 z = vmin(a * a, 0.5 - 0.5 * a);
   const vd2 s = vsqrt(z);
   const vd2 w = select(big, s, a);
-  vd2 tail = w * (z * horner(c, z));
+  vd2 tail = w * (z * poly(c, z));
   if (Precise) {  // sqrt(z) = s + (z - s^2) / (2 s), the residual exact from the split product
     vd2 sq, se;
     exact::two_square(s, sq, se);
@@ -136,7 +161,7 @@ template <bool Precise, size_t N> inline Two atan_parts(vd2 a, const double (&c)
   if (!Precise) {
     const vd2 t = num / select(big, ac, 1.0 + ac * b);
     const vd2 s = t * t;
-    return {hi + (t + (lo + t * s * horner(c, s))), vd2{}};
+    return {hi + (t + (lo + t * s * poly(c, s))), vd2{}};
   }
   vd2 m, me, dh, de;
   two_product(ac, b, m, me);
@@ -150,7 +175,7 @@ template <bool Precise, size_t N> inline Two atan_parts(vd2 a, const double (&c)
   Two r;
   vd2 e;
   fast_two_sum(hi, t, r.hi, e);
-  r.lo = e + (lo + (t_lo + t * s * horner(c, s)));
+  r.lo = e + (lo + (t_lo + t * s * poly(c, s)));
   return r;
 }
 
@@ -181,7 +206,7 @@ template <bool Precise, size_t N> inline Two atan2_parts(vd2 y, vd2 x, const dou
   if (!Precise) {
     const vd2 t = (n - b * d) / (d + b * n);
     const vd2 s = t * t;
-    const vd2 p = th + (t + (tl + t * s * horner(c, s)));
+    const vd2 p = th + (t + (tl + t * s * poly(c, s)));
     return {base_hi + (bxor(p, flip) + base_lo), vd2{}};
   }
   vd2 m, me, m2, m2e, dh, de;
@@ -197,7 +222,7 @@ template <bool Precise, size_t N> inline Two atan2_parts(vd2 y, vd2 x, const dou
   const vd2 s = t * t;
   vd2 h, e;
   fast_two_sum(th, t, h, e);
-  const vd2 l = e + (tl + (t_lo + t * s * horner(c, s)));
+  const vd2 l = e + (tl + (t_lo + t * s * poly(c, s)));
   Two r;
   fast_two_sum(base_hi, bxor(h, flip), r.hi, e);
   r.lo = e + (base_lo + bxor(l, flip));

@@ -31,7 +31,7 @@ inline vf4 atan_ep(vf4 t) {
 }
 inline vf4 atan_la(vf4 t) {
   const vf4 s = t * t;
-  return t + t * (s * horner(tab::kAtanF_LA, s));
+  return t + t * (s * poly(tab::kAtanF_LA, s));
 }
 // 1/a: the approximate reciprocal and one Newton step.
 inline vf4 recip_ep(vf4 a) {
@@ -140,9 +140,7 @@ QOR_ACCURACY(sAtan2, EP, BITS, 11)
 QOR_INTERVAL2(sAtan2, -10.0, 10.0, -10.0, 10.0, 1000000)
 QOR_INTERVAL2(sAtan2, -3.4e38, 3.4e38, -3.4e38, 3.4e38, 100000)
 QOR_INTERVAL2(sAtan2, 0.9, 1.1, 0.9, 1.1, 100000)
-QOR_INTERVAL2(sAtan2, -1.1, -0.9, -1.1, -0.9, 100000)
 QOR_INTERVAL2_LOG(sAtan2, 1e-45, 3.4e38, 1e-45, 3.4e38, 500000)
-QOR_INTERVAL2_LOG(sAtan2, 1e-3, 1e3, 1e-3, 1e3, 200000)
 QOR_ACCURACY(sAtan2pi, LA, ULP, 4.0)
 QOR_ACCURACY(sAtan2pi, HA, ULP, 1.0)
 QOR_ACCURACY(sAtan2pi, EP, BITS, 11)
