@@ -238,8 +238,8 @@ inline vl2 atan2_special(vd2 y, vd2 x) {
   return from_high_words(above_u(w - 0x38100000, 0x47d00000 - 0x38100000 - 1)) | as<vl2>(unord(x, y));
 }
 
-// The scalar routines' edges of atan2 as C99 Annex F gives them, in units of
-// pi/4 times `unit` (1 for half-turn forms scaled by 1/4; pi/4 otherwise):
+// The edges of atan2 as C99 Annex F gives them, with pi/2, pi, pi/4 and 3pi/4
+// passed in the entry's units (0.5, 1, 0.25, 0.75 for the half-turn forms):
 // returns true with *r set when y or x is NaN, zero or infinite.
 template <class T> inline bool atan2_edges(T y, T x, T pio2, T pi, T pio4, T tpio4, T *r) {
   if (isnan(y) || isnan(x)) return *r = add_ordered(y, x), true;
