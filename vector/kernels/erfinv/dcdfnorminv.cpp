@@ -41,7 +41,8 @@ template <class Tab> struct DCdfNormInv {
   static vd2 lanes(vd2 p, vl2 &bad) {
     bad = high_word_outside(p, kDeepHigh, kOneHigh) | as<vl2>(p == 0.5);
     const vd2 w = 2.0 * as<vd2>(_mm_min_pd(as<__m128d>(p), as<__m128d>(1.0 - p)));
-    return evaluate<Tab>(w, (p - 0.5) * 2.0, bad);
+    const vd2 d = p - 0.5;  // rounds for p below 0.25: keep the error for HA
+    return evaluate<Tab>(w, d * 2.0, bad, (p - (d + 0.5)) * 2.0);
   }
   static int scalar(const double *a, double *r) { return dcdfnorminv_scalar<Tab>(a, r); }
 };

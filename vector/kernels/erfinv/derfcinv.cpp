@@ -39,7 +39,8 @@ template <class Tab> struct DErfcInv {
   static vd2 lanes(vd2 y, vl2 &bad) {
     bad = high_word_outside(y, kDeepHigh, kTwoHigh);  // signed: a negative y is below
     const vd2 w = as<vd2>(_mm_min_pd(as<__m128d>(y), as<__m128d>(2.0 - y)));
-    return evaluate<Tab>(w, 1.0 - y, bad);
+    const vd2 x = 1.0 - y;
+    return evaluate<Tab>(w, x, bad, (1.0 - x) - y);  // 1 - y rounds for y below 0.5
   }
   static int scalar(const double *a, double *r) { return derfcinv_scalar<Tab>(a, r); }
 };
