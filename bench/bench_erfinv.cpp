@@ -5,11 +5,13 @@
 // `--paired` prints ratios timed in alternation instead (no cost figures).
 // Our entry points are looked up by name, so an entry not built yet is skipped.
 //
-// Peer classes, from a max-ulp check over 10^5 inputs against the MPFR
-// references of the accuracy harness (see the report of the erfinv branch):
-// Boost with its default policy evaluates double in long double and float in
-// double and meets 1 ulp; without promotion it meets 4 ulp (LA, EP) only;
-// GSL's gsl_cdf_ugaussian_Pinv meets 4 ulp.
+// Peer classes, from a max-ulp check over 4000 inputs per function (half
+// uniform, half log-uniform into the tails) against a high-precision reference:
+// Boost erf_inv/erfc_inv with the default policy (promotion to the next wider
+// type) 0.50 ulp in s and d: all tiers; without promotion 2.2-2.4 ulp: LA, EP.
+// Boost's normal quantile 1.79 ulp (d), 1.41 (s), without promotion 3.15 (d),
+// 2.55 (s): LA, EP. GSL's gsl_cdf_ugaussian_Pinv 4.81 ulp: EP only. So no peer
+// of CdfNormInv meets the HA bound.
 #include <gsl/gsl_cdf.h>
 
 #include <boost/math/distributions/normal.hpp>
@@ -50,15 +52,15 @@ int main(int argc, char **argv) {
                            {"Boost erf_inv<float> np", kLow, scalar_loop<float>(boost_erfinv_np<float>)}});
   run_entry<float>(fs[1], {{"Boost erfc_inv<float>", kAll, scalar_loop<float>(boost_erfcinv<float>)},
                            {"Boost erfc_inv<float> np", kLow, scalar_loop<float>(boost_erfcinv_np<float>)}});
-  run_entry<float>(fs[2], {{"Boost quantile<float>", kAll, scalar_loop<float>(boost_quantile<float>)},
+  run_entry<float>(fs[2], {{"Boost quantile<float>", kLow, scalar_loop<float>(boost_quantile<float>)},
                            {"Boost quantile<float> np", kLow, scalar_loop<float>(boost_quantile_np<float>)}});
   run_entry<double>(ds[0], {{"Boost erf_inv", kAll, scalar_loop<double>(boost_erfinv<double>)},
                             {"Boost erf_inv np", kLow, scalar_loop<double>(boost_erfinv_np<double>)}});
   run_entry<double>(ds[1], {{"Boost erfc_inv", kAll, scalar_loop<double>(boost_erfcinv<double>)},
                             {"Boost erfc_inv np", kLow, scalar_loop<double>(boost_erfcinv_np<double>)}});
-  run_entry<double>(ds[2], {{"Boost quantile", kAll, scalar_loop<double>(boost_quantile<double>)},
+  run_entry<double>(ds[2], {{"Boost quantile", kLow, scalar_loop<double>(boost_quantile<double>)},
                             {"Boost quantile np", kLow, scalar_loop<double>(boost_quantile_np<double>)},
-                            {"GSL ugaussian_Pinv", kLow, scalar_loop<double>(gsl_pinv)}});
+                            {"GSL ugaussian_Pinv", kEP, scalar_loop<double>(gsl_pinv)}});
 
   if (!g_paired) print_costs(fs, ds, _bexsExp_21);
   return 0;

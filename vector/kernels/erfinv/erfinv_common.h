@@ -46,7 +46,7 @@ template <int First, int Width> inline vd2 horner(const double *r0, const double
 
 // P(s) * x for w, x (two lanes); lanes flagged `bad` read row 0 so that no
 // index leaves the table.
-template <class Tab> inline vd2 evaluate(vd2 w, vd2 x, vl2 bad) {
+template <class Tab> inline vd2 evaluate(vd2 w, vd2 x, vl2 bad, vd2 xlo = vd2{0, 0}) {
   const vi4 idx = (kRowBase - (words(w) >> 18)) & ~as<vi4>(bad);
   const double *r0 = Tab::row(idx[1]), *r1 = Tab::row(idx[3]);
   const vd2 s = as<vd2>((as<vq2>(w) & kQuarterMantissa) | kOneBits) - Tab::kCentre;
@@ -58,7 +58,7 @@ template <class Tab> inline vd2 evaluate(vd2 w, vd2 x, vl2 bad) {
     const vd2 t = vd2{r0[1], r1[1]} + s * horner<2, Tab::kWidth>(r0, r1, s);
     vd2 hi, lo;
     exact::two_product(x, c0, hi, lo);
-    return hi + (lo + x * t);
+    return hi + (lo + (x * t + c0 * xlo));  // xlo: the rounding error of x, where x is not exact
   }
 }
 
