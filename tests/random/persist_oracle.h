@@ -1,0 +1,169 @@
+// An independent reader of saved stream images, written from the format's
+// description: what a loader must answer for a given sequence of bytes, what
+// the loaded stream must hold, and how far into the bytes the answer reaches.
+// The loader fuzz test and the libFuzzer target check the library against it.
+#ifndef QOR_TESTS_RANDOM_PERSIST_ORACLE_H
+#define QOR_TESTS_RANDOM_PERSIST_ORACLE_H
+
+#include <cpuid.h>
+#include <stdint.h>
+#include <string.h>
+
+#include <vector>
+
+#include "qor/qor_random.h"
+
+namespace persist_oracle {
+
+struct Chunk {
+  uint32_t chunkId;
+  uint64_t sharedId[2];   // as the loaded node must carry it (cleared when made private)
+  int32_t size;
+  std::vector<uint8_t> data;  // the content the node's block must start with
+  size_t offset;              // where the entry starts in the image
+};
+
+struct Outcome {
+  int status = 0;
+  bool needMore = false;  // memory form: the fields describe bytes past the end
+  size_t extent = 0;      // bytes the fields describe (valid with needMore)
+  int32_t brngId = 0;
+  std::vector<uint8_t> state;
+  std::vector<Chunk> chunks;  // in image order
+};
+
+inline uint32_t cpu_ecx() {
+  unsigned a, b, c, d;
+  return __get_cpuid(1, &a, &b, &c, &d) ? c : 0;
+}
+
+// Shared entries the process knows before the load, as the oracle sees them:
+// (id, content) pairs; `count` is the number of entries in use.
+struct SharedView {
+  std::vector<std::pair<std::vector<uint64_t>, std::vector<uint8_t>>> known;
+  int count = 0;
+};
+
+// file: true for the file medium (a short read is a read error), false for the
+// memory medium (a short image means the caller did not hold it: needMore).
+// rdrand / aes: what the processor tests answer.
+inline Outcome read_image(const uint8_t *p, size_t len, bool file, SharedView shared, bool rdrand,
+                          bool aes) {
+  Outcome o;
+  size_t pos = 0;
+  auto take = [&](size_t n, const uint8_t **at) {
+    if (n > len - pos) {
+      if (file) {
+        o.status = GUX_STATUS_FILE_READ;
+      } else {
+        o.needMore = true;
+        o.extent = pos + n;
+      }
+      return false;
+    }
+    *at = p + pos;
+    pos += n;
+    return true;
+  };
+  auto u16 = [](const uint8_t *q) { return (uint32_t)q[0] | (uint32_t)q[1] << 8; };
+  auto u32 = [](const uint8_t *q) {
+    return (uint32_t)q[0] | (uint32_t)q[1] << 8 | (uint32_t)q[2] << 16 | (uint32_t)q[3] << 24;
+  };
+  const int badFormat = file ? GUX_STATUS_BAD_FILE_FORMAT : GUX_STATUS_BAD_MEMORY_FORMAT;
+
+  const uint8_t *h;
+  if (!take(8, &h)) return o;
+  const uint8_t version = h[0];
+  const uint8_t *rest;
+  if (!take(version == 2 ? 16 : 12, &rest)) return o;
+  h = p;  // the header is contiguous
+  const bool magicAt4 = h[4] == 'R' && h[5] == 'N' && h[6] == 'G';
+  const bool magicAt0 = h[0] == 'R' && h[1] == 'N' && h[2] == 'G';
+  if (!magicAt4 && !magicAt0) {
+    o.status = badFormat;
+    return o;
+  }
+  uint32_t headerSize, stateSize, chunkCount;
+  int32_t id;
+  if (version == 2) {
+    headerSize = u16(h + 8);
+    stateSize = u32(h + 12);
+    chunkCount = u16(h + 16);
+    id = (int32_t)u32(h + 20);
+  } else {
+    headerSize = 24;
+    stateSize = u16(h + 10);
+    chunkCount = u16(h + 12);
+    id = (int32_t)u32(h + 16);
+  }
+  // The generator must exist: its properties are reported and a record can
+  // hold a header and a state.
+  BrngProperties props;
+  const bool known = __guxGetBrngProperties(id, &props) == 0 && props.stateSize >= 16 &&
+                     props.initStream != nullptr;
+  if (!known || stateSize != (uint32_t)(props.stateSize - 16) || headerSize < 24) {
+    o.status = badFormat;
+    return o;
+  }
+  o.brngId = id;
+  const uint8_t *state;
+  if (!take(stateSize, &state)) return o;
+  o.state.assign(state, state + stateSize);
+  if (id == GUX_BRNG_TRNG && !rdrand) {
+    o.status = GUX_STATUS_NO_RDRAND;
+    return o;
+  }
+  if (id == GUX_BRNG_ARS5 && !aes) {
+    o.status = GUX_STATUS_NO_AES;
+    return o;
+  }
+  for (uint32_t i = 0; i < chunkCount; ++i) {
+    Chunk c{};
+    c.offset = pos;
+    const uint8_t *f;
+    if (!take(4, &f)) return o;
+    c.chunkId = u32(f);
+    if (version == 1 || version == 2) {
+      if (!take(16, &f)) return o;
+      memcpy(c.sharedId, f, 16);
+    } else if (version != 0) {
+      o.status = GUX_STATUS_FILE_READ;
+      return o;
+    }
+    if (!take(4, &f)) return o;
+    c.size = (int32_t)u32(f);
+    if (c.size < 0) {  // no block of a negative size can be allocated
+      o.status = GUX_STATUS_NO_MEMORY;
+      return o;
+    }
+    if (!take((size_t)c.size, &f)) return o;
+    c.data.assign(f, f + c.size);
+    // Shared ids: a known one gives the table's content; a new one becomes an
+    // entry while fewer than 127 are in use; otherwise the chunk is private.
+    if (c.sharedId[0] | c.sharedId[1]) {
+      bool hit = false;
+      for (auto &e : shared.known)
+        if (e.first[0] == c.sharedId[0] && e.first[1] == c.sharedId[1]) {
+          c.data = e.second;
+          if (c.data.size() > (size_t)c.size) c.data.resize((size_t)c.size);
+          hit = true;
+          break;
+        }
+      if (!hit) {
+        if (shared.count >= 127) {
+          c.sharedId[0] = c.sharedId[1] = 0;
+        } else {
+          shared.known.push_back({{c.sharedId[0], c.sharedId[1]}, c.data});
+          ++shared.count;
+        }
+      }
+    }
+    o.chunks.push_back(std::move(c));
+  }
+  o.extent = pos;
+  return o;
+}
+
+}  // namespace persist_oracle
+
+#endif
