@@ -9,6 +9,7 @@
 #include <stdint.h>
 #include <string.h>
 
+#include <algorithm>
 #include <vector>
 
 #include "qor/qor_random.h"
@@ -23,10 +24,13 @@ struct Chunk {
   size_t offset;              // where the entry starts in the image
 };
 
+// The memory form is modelled up to this many bytes of image.
+constexpr size_t kMemoryCap = 1u << 18;
+
 struct Outcome {
   int status = 0;
-  bool needMore = false;  // memory form: the fields describe bytes past the end
-  size_t extent = 0;      // bytes the fields describe (valid with needMore)
+  bool needMore = false;  // memory form: the fields describe more than kMemoryCap bytes
+  size_t extent = 0;      // bytes the fields describe, as far as they were followed
   int32_t brngId = 0;
   std::vector<uint8_t> state;
   std::vector<Chunk> chunks;  // in image order
@@ -51,19 +55,34 @@ inline Outcome read_image(const uint8_t *p, size_t len, bool file, SharedView sh
                           bool aes) {
   Outcome o;
   size_t pos = 0;
+  // The memory form reads what the fields describe: past the end of the bytes
+  // given, the image is taken to go on with zeros (up to kMemoryCap), and
+  // `extent` says how far it must reach.
+  std::vector<uint8_t> padded;
+  const uint8_t *base = p;
   auto take = [&](size_t n, const uint8_t **at) {
-    if (n > len - pos) {
+    const size_t available = (padded.empty() ? len : padded.size()) - pos;
+    if (n > available) {
       if (file) {
         o.status = GUX_STATUS_FILE_READ;
-      } else {
+        return false;
+      }
+      if (n > kMemoryCap || pos + n > std::max(kMemoryCap, len)) {
         o.needMore = true;
         o.extent = pos + n;
+        return false;
       }
-      return false;
+      if (padded.empty()) padded.assign(p, p + len);
+      padded.resize(std::max(pos + n, std::min(kMemoryCap, 2 * padded.size())), 0);
+      base = padded.data();
     }
-    *at = p + pos;
+    *at = base + pos;
     pos += n;
     return true;
+  };
+  auto finish = [&]() {
+    if (!o.needMore) o.extent = pos;
+    return o;
   };
   auto u16 = [](const uint8_t *q) { return (uint32_t)q[0] | (uint32_t)q[1] << 8; };
   auto u32 = [](const uint8_t *q) {
@@ -72,16 +91,16 @@ inline Outcome read_image(const uint8_t *p, size_t len, bool file, SharedView sh
   const int badFormat = file ? GUX_STATUS_BAD_FILE_FORMAT : GUX_STATUS_BAD_MEMORY_FORMAT;
 
   const uint8_t *h;
-  if (!take(8, &h)) return o;
+  if (!take(8, &h)) return finish();
   const uint8_t version = h[0];
   const uint8_t *rest;
-  if (!take(version == 2 ? 16 : 12, &rest)) return o;
-  h = p;  // the header is contiguous
+  if (!take(version == 2 ? 16 : 12, &rest)) return finish();
+  h = base;  // the header is contiguous
   const bool magicAt4 = h[4] == 'R' && h[5] == 'N' && h[6] == 'G';
   const bool magicAt0 = h[0] == 'R' && h[1] == 'N' && h[2] == 'G';
   if (!magicAt4 && !magicAt0) {
     o.status = badFormat;
-    return o;
+    return finish();
   }
   uint32_t headerSize, stateSize, chunkCount;
   int32_t id;
@@ -103,40 +122,40 @@ inline Outcome read_image(const uint8_t *p, size_t len, bool file, SharedView sh
                      props.initStream != nullptr;
   if (!known || stateSize != (uint32_t)(props.stateSize - 16) || headerSize < 24) {
     o.status = badFormat;
-    return o;
+    return finish();
   }
   o.brngId = id;
   const uint8_t *state;
-  if (!take(stateSize, &state)) return o;
+  if (!take(stateSize, &state)) return finish();
   o.state.assign(state, state + stateSize);
   if (id == GUX_BRNG_TRNG && !rdrand) {
     o.status = GUX_STATUS_NO_RDRAND;
-    return o;
+    return finish();
   }
   if (id == GUX_BRNG_ARS5 && !aes) {
     o.status = GUX_STATUS_NO_AES;
-    return o;
+    return finish();
   }
   for (uint32_t i = 0; i < chunkCount; ++i) {
     Chunk c{};
     c.offset = pos;
     const uint8_t *f;
-    if (!take(4, &f)) return o;
+    if (!take(4, &f)) return finish();
     c.chunkId = u32(f);
     if (version == 1 || version == 2) {
-      if (!take(16, &f)) return o;
+      if (!take(16, &f)) return finish();
       memcpy(c.sharedId, f, 16);
     } else if (version != 0) {
       o.status = GUX_STATUS_FILE_READ;
-      return o;
+      return finish();
     }
-    if (!take(4, &f)) return o;
+    if (!take(4, &f)) return finish();
     c.size = (int32_t)u32(f);
     if (c.size < 0) {  // no block of a negative size can be allocated
       o.status = GUX_STATUS_NO_MEMORY;
-      return o;
+      return finish();
     }
-    if (!take((size_t)c.size, &f)) return o;
+    if (!take((size_t)c.size, &f)) return finish();
     c.data.assign(f, f + c.size);
     // Shared ids: a known one gives the table's content; a new one becomes an
     // entry while fewer than 127 are in use; otherwise the chunk is private.
@@ -160,8 +179,7 @@ inline Outcome read_image(const uint8_t *p, size_t len, bool file, SharedView sh
     }
     o.chunks.push_back(std::move(c));
   }
-  o.extent = pos;
-  return o;
+  return finish();
 }
 
 }  // namespace persist_oracle
