@@ -5,8 +5,12 @@
 // gsl_rng_mt19937 and numpy's Generator(MT19937) (from bench/random_numpy.py),
 // with the time of one skip-ahead. The counter-based generators run beside
 // Random123's Philox4x32-10 and ARS-5 block functions with the same conversion
-// to doubles, and numpy's Generator(Philox). Plain chrono timing; each figure
-// is the best of a few rounds.
+// to doubles, and numpy's Generator(Philox). The quasi-random Sobol and
+// Niederr run beside GSL's gsl_qrng_sobol and gsl_qrng_niederreiter_2 and
+// scipy's qmc.Sobol(scramble=False) (from bench/random_numpy.py), counting
+// coordinates as numbers. Plain chrono timing; each figure is the best of a
+// few rounds.
+#include <gsl/gsl_qrng.h>
 #include <gsl/gsl_rng.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -16,6 +20,7 @@
 #include <chrono>
 #include <functional>
 #include <random>
+#include <tuple>
 #include <vector>
 
 #include "qor/qor_random_brng.h"
@@ -172,17 +177,20 @@ void twisters(std::vector<double> &d, std::vector<uint32_t> &w) {
   }
 }
 
-// numpy's Generator(Philox).random(out=...) at n = 10^6, numbers per second.
-bool numpy_philox(double *r6) {
+// One figure printed by bench/random_numpy.py with the given arguments:
+// numpy's Generator(Philox).random(out=...) at n = 10^6 in numbers per second
+// (--philox), or scipy's qmc.Sobol(d, scramble=False).random in coordinates
+// per second at n = 10^6 coordinates (--sobol d).
+bool python_figure(const char *args, double *figure) {
   for (const char *path : {"bench/random_numpy.py", "../bench/random_numpy.py"}) {
     FILE *f = fopen(path, "r");
     if (!f) continue;
     fclose(f);
     char cmd[256];
-    snprintf(cmd, sizeof cmd, "/usr/bin/python3 %s --philox 2>/dev/null", path);
+    snprintf(cmd, sizeof cmd, "/usr/bin/python3 %s %s 2>/dev/null", path, args);
     FILE *p = popen(cmd, "r");
     if (!p) return false;
-    bool ok = fscanf(p, "%lf", r6) == 1;
+    bool ok = fscanf(p, "%lf", figure) == 1;
     pclose(p);
     return ok;
   }
@@ -259,7 +267,7 @@ void counter_based(std::vector<double> &d, std::vector<uint32_t> &w) {
   const double r123a[2] = {rate(10000, ars, 9), rate(1000000, ars, 9)};
   printf("%-40s %10.1f %10.1f %10s\n", "Random123 ars4x32_R(5) + same map", r123a[0] / 1e6, r123a[1] / 1e6, "-");
   double np = 0;
-  const bool have_np = numpy_philox(&np);
+  const bool have_np = python_figure("--philox", &np);
   if (have_np)
     printf("%-40s %10s %10.1f %10s\n", "numpy Generator(Philox).random", "-", np / 1e6, "-");
   else
@@ -308,6 +316,68 @@ void counter_based(std::vector<double> &d, std::vector<uint32_t> &w) {
     printf("  qor TRNG %c form n=2e5: %8.2f million per second (status %d)\n", "dsi"[form], n / sec / 1e6, st);
   }
   __guxDeleteStream(&t);
+}
+
+void quasi(std::vector<double> &d) {
+  printf("\nQuasi-random generators, millions of coordinates per second, d form on [0,1), n = 1e6\n");
+  struct Config {
+    const char *name;
+    int id, dim;
+    const gsl_qrng_type *gsl;
+  } configs[] = {{"Sobol", GUX_BRNG_SOBOL, 1, gsl_qrng_sobol},
+                 {"Sobol", GUX_BRNG_SOBOL, 40, gsl_qrng_sobol},
+                 {"Niederr", GUX_BRNG_NIEDERR, 12, gsl_qrng_niederreiter_2}};
+  const int n = 1000000;
+  for (const Config &c : configs) {
+    uint32_t seed = (uint32_t)c.dim;
+    GuxStream *s;
+    if (__guxNewStreamEx(&s, c.id, 1, &seed) != 0) return;
+    BrngProperties p;
+    __guxGetBrngProperties(c.id, &p);
+    double ours = rate(n, [&](int m) {
+      if (p.dGenerate(s, m, d.data(), 0.0, 1.0) < 0) {  // past the period: start again
+        __guxDeleteStream(&s);
+        __guxNewStreamEx(&s, c.id, 1, &seed);
+      }
+      sink += d[m - 1];
+    });
+    __guxDeleteStream(&s);
+    gsl_qrng *g = gsl_qrng_alloc(c.gsl, c.dim);
+    double gsl = rate(n, [&](int m) {
+      const int points = m / c.dim;
+      for (int k = 0; k < points; ++k) gsl_qrng_get(g, d.data() + (size_t)k * c.dim);
+      sink += d[0];
+    }) * (double)(n / c.dim * c.dim) / n;
+    gsl_qrng_free(g);
+    double scipy = 0;
+    char sobol_args[32];
+    snprintf(sobol_args, sizeof sobol_args, "--sobol %d", c.dim);
+    const bool have_scipy = c.id == GUX_BRNG_SOBOL && python_figure(sobol_args, &scipy);
+    printf("  %-8s dimension %-3d  qor %8.1f   GSL %s %8.1f", c.name, c.dim, ours / 1e6, c.gsl->name, gsl / 1e6);
+    if (have_scipy) printf("   scipy qmc.Sobol %8.1f", scipy / 1e6);
+    printf("\n      over GSL %.2fx", ours / gsl);
+    if (have_scipy) printf(", over scipy %.2fx", ours / scipy);
+    printf(", over the fastest %.2fx (goal 1x)\n", ours / std::max(gsl, scipy));
+  }
+
+  printf("\nquasi-random skip-ahead by words, microseconds per jump (best of 5 rounds)\n");
+  for (auto [name, id, dim] : {std::tuple{"Sobol", GUX_BRNG_SOBOL, 40}, std::tuple{"Niederr", GUX_BRNG_NIEDERR, 318}}) {
+    for (uint64_t skip : {1ull << 20, 1ull << 31, (1ull << 32) - 3}) {
+      uint32_t seed = (uint32_t)dim;
+      GuxStream *s;
+      if (__guxNewStreamEx(&s, id, 1, &seed) != 0) return;
+      double best = 1e30;
+      for (int round = 0; round < 5; ++round) {
+        auto t0 = std::chrono::steady_clock::now();
+        __guxSkipAheadStream(s, skip);
+        best = std::min(best, std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count());
+        __guxDeleteStream(&s);
+        __guxNewStreamEx(&s, id, 1, &seed);
+      }
+      printf("  %-8s dimension %-3d skip %12llu: %8.2f\n", name, dim, (unsigned long long)skip, best * 1e6);
+      __guxDeleteStream(&s);
+    }
+  }
 }
 
 }  // namespace
@@ -438,6 +508,7 @@ int main(int argc, char **argv) {
   __guxDeleteStream(&ms);
   twisters(d, w);
   counter_based(d, w);
+  quasi(d);
   if (sink == 42) printf("%f\n", sink);
   return 0;
 }

@@ -3,7 +3,9 @@ millions per second, as a peer for the d forms of bench_random; and
 Generator(MT19937).random(out=...) for the Mersenne Twister family, and
 Generator(Philox).random(out=...) for the counter-based generators. With
 --mt19937 it prints only that figure, as numbers per second at the two sizes,
-and with --philox only the Philox figure at n = 10^6, for bench_random to read."""
+and with --philox only the Philox figure at n = 10^6, for bench_random to read.
+With --sobol D it prints scipy's qmc.Sobol(d=D, scramble=False).random in
+coordinates per second at 10^6 coordinates, the peer of the quasi-random d forms."""
 import sys
 import time
 
@@ -50,7 +52,19 @@ def rate(n):
     return best, n * reps / (time.perf_counter() - t0)
 
 
+def sobol_rate(dim, n=1_000_000):
+    import warnings
+    from scipy.stats import qmc
+    warnings.simplefilter("ignore")  # point counts that are not powers of two
+    points = n // dim
+    engine = qmc.Sobol(d=dim, scramble=False)
+    return best_rate(points * dim, lambda: engine.random(points)) if points else 0.0
+
+
 if __name__ == "__main__":
+    if "--sobol" in sys.argv[1:]:
+        print("%.6g" % sobol_rate(int(sys.argv[sys.argv.index("--sobol") + 1])))
+        sys.exit(0)
     if "--mt19937" in sys.argv[1:]:
         print("%.6g %.6g" % (mt19937_rate(10_000), mt19937_rate(1_000_000)))
         sys.exit(0)
@@ -64,3 +78,6 @@ if __name__ == "__main__":
         print("numpy random.random (MT19937)    n=%-8d %8.1f" % (n, mt / 1e6))
         print("numpy Generator(MT19937).random  n=%-8d %8.1f" % (n, mt19937_rate(n) / 1e6))
         print("numpy Generator(Philox).random   n=%-8d %8.1f" % (n, philox_rate(n) / 1e6))
+    print("millions of coordinates per second, n = 10^6 coordinates")
+    for dim in (1, 40):
+        print("scipy qmc.Sobol(scramble=False) d=%-3d %8.1f" % (dim, sobol_rate(dim) / 1e6))

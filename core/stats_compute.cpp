@@ -26,9 +26,15 @@ Family families[] = {
     {"PooledCovariance", 0xc000ull | 0x1800000000ull, 0, {}},
     {"PartialCovariance", 0x300000ull, 0, {}},
     {"MAD", 0x600000000ull, 0, {}},
-    // Sorting and streaming quantiles are asked for by their method bits.
+    // Sorting, streaming quantiles, the correlation repair, robust
+    // covariance, missing values and outlier detection are asked for by
+    // their method bits.
     {"Sort", 0, 0x100000ull, {}},
     {"StreamQuantiles", 0, 0x40ull | 0x80ull, {}},
+    {"CorParametrization", 0, 0x4ull, {}},
+    {"RobustCovariance", 0, 0x8ull, {}},
+    {"MissingValues", 0, 0x10ull, {}},
+    {"OutliersDetection", 0, 0x20ull, {}},
 };
 
 Estimator resolve(Family &f, int precision) {

@@ -26,6 +26,8 @@ GUX_BRNG_FAMILY(WH)       /* four small congruences; i form: 4 x 32-bit per word
 GUX_BRNG_FAMILY(MT19937)  /* 624-word twister, tempered; i form: 32-bit words      */
 GUX_BRNG_FAMILY(MT2203)   /* 6024 twisters of 69 words; i form: 32-bit words       */
 GUX_BRNG_FAMILY(SFMT19937) /* 128-bit twister, untempered; i form: 32-bit words    */
+GUX_BRNG_FAMILY(Sobol)    /* quasi-random, Gray-code order; i form: 32-bit words */
+GUX_BRNG_FAMILY(Niederr)  /* quasi-random, base-2 Niederreiter; i form: 32-bit    */
 GUX_BRNG_FAMILY(TRNG)     /* the processor's rdrand; no state, no jumps           */
 GUX_BRNG_FAMILY(ARS5)     /* five AES rounds of a 128-bit counter; 4-word blocks  */
 GUX_BRNG_FAMILY(PHILOX4X32X10) /* ten Philox 4x32 rounds of a 128-bit counter     */

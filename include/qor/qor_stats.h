@@ -1,5 +1,5 @@
 /* Summary statistics: the task record, its editors, status codes and the
- * basic estimators. Every parameter of a task is the address of the caller's
+ * estimators. Every parameter of a task is the address of the caller's
  * variable, read when an estimator runs. */
 #ifndef QOR_STATS_H
 #define QOR_STATS_H
@@ -403,6 +403,128 @@ QOR_API double __guxdQSortSelect(int64_t n, double *data, int64_t k);
 QOR_API float __guxsQSortSelect(int64_t n, float *data, int64_t k);
 QOR_API int64_t __guxdQSortStep(int64_t n, double *data);
 QOR_API int64_t __guxsQSortStep(int64_t n, float *data);
+
+/* ---- covariance variants, robust estimates, outliers, missing values ----
+ * All take (task, estimates, method, threading) and have d and s twins on
+ * the same record. Matrix outputs and inputs here accept the storage codes
+ * 0, 1 and 2 only (anything else: GUX_SS_BAD_STORAGE). Except for the
+ * deviations and the weighted median, which skip unselected dimensions like
+ * the quantiles, these estimators work on all p dimensions. The single
+ * forms of the robust covariance, outlier detection and missing values work
+ * on a double copy of the data and round only their outputs. */
+#define GUX_SS_DECLARE(Name)                                                                    \
+  QOR_API int64_t _guxdSS##Name(GuxSSTask *task, uint64_t estimates, uint64_t method,           \
+                                const GuxThreadingTable *threading);                           \
+  QOR_API int64_t _guxsSS##Name(GuxSSTask *task, uint64_t estimates, uint64_t method,           \
+                                const GuxThreadingTable *threading);
+
+/* Pooled and group covariance and means, method GUX_SS_M_ONE_PASS; mask bits
+ * GUX_SS_POOLED_COV, GUX_SS_GROUP_COV, GUX_SS_POOLED_MEAN, GUX_SS_GROUP_MEANS.
+ * Group index i (integers of the task's width) puts observation i in group
+ * 0..G-1, G = largest index + 1; a negative index gives
+ * GUX_SS_BAD_GROUP_INDICES. The group covariance indices are G flags (nonzero:
+ * wanted); the means of flagged groups go to row g of the group means (G rows
+ * of p) and their covariances to slot g of the group covariances (slot size
+ * p*p or p(p+1)/2 by the group storage); unflagged groups are untouched.
+ * Observations of weight 0 take no part. Pooled mean: weighted mean of all
+ * observations; pooled covariance: sum of the group scatters / (W - G), W the
+ * sum of weights (n without weights); group covariance: scatter /
+ * (W_g - V_g/W_g), V_g the sum of squared weights (n_g - 1 without weights). */
+GUX_SS_DECLARE(PooledCovariance)
+
+/* Partial covariance and correlation, method GUX_SS_M_FAST; mask bits
+ * GUX_SS_PARTIAL_COV, GUX_SS_PARTIAL_COR. Source: the covariance when bound,
+ * else the correlation. Partial index j: 1 keeps dimension j, -1 conditions
+ * on it; any other value, or no kept dimension, gives
+ * GUX_SS_BAD_PARTIAL_INDICES. With no conditioned dimension the outputs are
+ * the kept block itself. Outputs are k by k (k kept dimensions, in dimension
+ * order) in their own storage. A conditioned block that is not positive
+ * definite stops with GUX_SS_WARN_COV_NOT_POSITIVE (the Cholesky factor
+ * fails), and one whose factor cannot be inverted with
+ * GUX_SS_WARN_PARTIAL_SINGULAR, outputs untouched in both cases. The
+ * complement is formed from the explicit inverse by two general products. */
+GUX_SS_DECLARE(PartialCovariance)
+
+/* Repair of a symmetric matrix (the task's correlation) into a positive
+ * definite one (the parametrized correlation), method GUX_SS_M_SPECTRAL:
+ * eigenvalues below 1e-14 are raised to 1e-14 and the matrix is rebuilt from
+ * the eigenvectors; nothing else is changed (the diagonal is not rescaled).
+ * Input and output may be one array, except a packed input with a full
+ * output (GUX_SS_BAD_STORAGE). All eigenvalues below 1e-14:
+ * GUX_SS_BAD_COR_MATRIX; a failed decomposition: GUX_SS_WARN_COR_NOT_POSITIVE;
+ * in both cases the output is untouched. */
+GUX_SS_DECLARE(CorParametrization)
+
+/* Robust mean and covariance, method GUX_SS_M_ROBUST, n > 2p: a minimum
+ * covariance determinant estimate over h = n - trunc(b (n - p - 1))
+ * observations from two deterministic starts (nearest to the coordinate-wise
+ * medians after median/MAD standardization; the spatial-sign start), refined
+ * by concentration steps, multiplied by median(d^2)/chi2_p(1/2) for
+ * consistency at the normal, then reweighted: observations with d^2 below
+ * the chi2_p quantile of level 1 - a give the final estimates, the
+ * covariance multiplied by (1 - a)/F_{p+2}(q) for consistency. Optional
+ * parameters (count 3): b breakdown in (0, 0.5] (default 0.5), a in (0, 1)
+ * (default 0.025), the most concentration steps (default 100); values out of
+ * range take the default. A subset of lower rank (exact fit) is reported as
+ * it stands, without the consistency and reweighting steps. */
+GUX_SS_DECLARE(RobustCovariance)
+
+/* Mean absolute deviation (mask GUX_SS_MEAN_ABS_DEV, method GUX_SS_M_FAST):
+ * mean of |x - mean|. Median absolute deviation (mask GUX_SS_MEDIAN_ABS_DEV,
+ * method GUX_SS_M_FAST or GUX_SS_M_USER_MEAN): median of |x - median|, not
+ * scaled; a median of an even count is the mean of the two middle values.
+ * Weights are not used. One value per selected dimension. */
+GUX_SS_DECLARE(MAD)
+
+/* Weighted median of each selected dimension with the task weights (1
+ * without them), written at quantiles[j]. With the values sorted, it is the
+ * first value at which the cumulative weight reaches half the total; when it
+ * equals half the total exactly there, the mean of that value and the next
+ * one of positive weight. Observations of weight 0 take no part; no positive
+ * weight gives NaN. Any method word. */
+GUX_SS_DECLARE(WMedian)
+
+/* Squared Mahalanobis distances (x_i - m)' A (x_i - m), mask 0x4000000 and
+ * method GUX_SS_M_FAST, from the task's work block: mahalanobis[0] and [1]
+ * point to int64 first and end observation (null: 0 and n), [2] the mean m
+ * (p reals), [3] the inverse covariance A (p by p), [4] the distances (n
+ * reals, written at the observation's index). Missing mean: GUX_SS_NO_MEAN;
+ * missing A: GUX_SS_NO_COV; missing output, mask or method bit:
+ * GUX_SS_BAD_METHOD. Used by outlier detection on its private task. */
+GUX_SS_DECLARE(MahDistance)
+
+/* Outlier detection, method GUX_SS_M_OUTLIERS, n >= 5p: weights 1 (clean)
+ * and 0 (outlier) into the outlier weights. Parameters (count 3): start
+ * method (1: mean and covariance of all observations; otherwise 2: the
+ * coordinate-wise medians, Euclidean distances), alpha in (0, 1) (default
+ * 0.05), stopping level > 0 (default 0.005). The first subset is the 5p
+ * observations nearest to the start, enlarged while singular; the subset then
+ * grows to the observations whose distance from its mean and covariance is
+ * below the cut-off, until it stops changing or fewer than stopping level * n
+ * observations change side. Cut-off: (c_np + c_hr) sqrt(q / c), q the chi2_p
+ * quantile of 1 - alpha, c = F_{p+2}(q)/(1 - alpha) the shrinkage of a
+ * covariance from a subset cut at q, c_np = 1 + (p+1)/(n-p) + 2/(n-1-3p),
+ * c_hr = max(0, (h-r)/(h+r)), h = trunc((n+p+1)/2), r the subset size; so
+ * clean normal observations are flagged at about the rate alpha. If all
+ * observations together are of lower rank, every weight is 1. */
+GUX_SS_DECLARE(OutliersDetection)
+
+/* Missing values by multiple imputation (normal model), method
+ * GUX_SS_M_MULTIPLE_IMPUTATION. Parameters (count 5): EM iterations,
+ * data-augmentation iterations, EM tolerance (largest change of a mean or
+ * covariance entry), number of copies m (at least 1), missing-entry marker
+ * (NaN: any NaN is missing). X is not changed. Simulated values: m sets of
+ * the missing entries, each in observation-major order; the simulation count
+ * must be m times the number of missing entries (else GUX_SS_BAD_SIMULATIONS,
+ * as is a count without the array). Initial estimates (p means, then the
+ * covariance by lower rows) are used when their count is p(p+3)/2. The prior
+ * output, when bound (with its count), receives the EM estimate in the same
+ * layout; the estimate record, when bound with its count, receives for each
+ * copy the parameters of its last imputation step. Imputed entries are drawn
+ * from the normal conditional on the observed dimensions; the draws come from
+ * a fixed-seed generator, so results are reproducible. */
+GUX_SS_DECLARE(MissingValues)
+#undef GUX_SS_DECLARE
 
 #ifdef __cplusplus
 }

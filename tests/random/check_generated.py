@@ -2,8 +2,8 @@
 """The committed generated tables of the random side equal what their tools
 make now: nobody edited them by hand, and the tools still produce them.
 
-Usage: check_generated.py REPO_ROOT [SHARED_DATA_DIR]. The WH and MT2203 tables
-are checked only when the shared data directory is present."""
+Usage: check_generated.py REPO_ROOT [SHARED_DATA_DIR]. The WH, MT2203 and Sobol
+tables are checked only when the shared data directory is present."""
 import os
 import subprocess
 import sys
@@ -40,6 +40,13 @@ def main():
             bad.append("random/generators/wh_parameters.inc")
     else:
         print("no %s: WH table not checked" % wh)
+    sobol = os.path.join(data, "sobol_initial.txt")
+    if os.path.exists(sobol):
+        made = run([os.path.join(root, "tools", "random_sobol_table.py"), sobol])
+        if made != open(os.path.join(root, "random", "generators", "sobol_initial.inc")).read():
+            bad.append("random/generators/sobol_initial.inc")
+    else:
+        print("no %s: Sobol table not checked" % sobol)
     if bad:
         print("differs from its generator:", ", ".join(bad))
         sys.exit(1)

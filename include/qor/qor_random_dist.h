@@ -1,0 +1,64 @@
+/* Distribution generators: n variates of one law from a stream's basic
+ * generator. Every entry takes (method, stream, n, r, parameters...) and
+ * returns the int status of the stream service: negative is an error, zero or
+ * positive success (a positive status of the basic generator is passed on).
+ * The type letter is the element type of r: s float, d double, i int32. */
+#ifndef QOR_RANDOM_DIST_H
+#define QOR_RANDOM_DIST_H
+
+#include <stdint.h>
+#include "qor_random.h"
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* ---- method word: low bits select the algorithm, bit 30 is a flag -------- */
+#define GUX_METHOD_ACCURATE_FLAG   0x40000000 /* clamp results into the support */
+#define GUX_METHOD_DEFAULT         0
+#define GUX_METHOD_BOX_MULLER      0 /* Gaussian: one variate from two uniforms  */
+#define GUX_METHOD_BOX_MULLER2     1 /* Gaussian: two variates from two uniforms */
+#define GUX_METHOD_GAUSSIAN_ICDF   2 /* Gaussian: inverse distribution function  */
+#define GUX_METHOD_POISSON_PTPE    0
+#define GUX_METHOD_POISSON_NORMAL  1
+
+/* ---- storage of the Cholesky factor of the multivariate Gaussian --------- */
+#define GUX_MATRIX_STORAGE_FULL     0 /* dimen x dimen, upper triangle read     */
+#define GUX_MATRIX_STORAGE_PACKED   1 /* lower triangle packed by columns       */
+#define GUX_MATRIX_STORAGE_DIAGONAL 2 /* dimen diagonal entries                 */
+
+/* ---- uniform ------------------------------------------------------------- */
+/* On [a, b); with the accurate flag clamped into [a, b]. */
+QOR_API int _guxsRngUniform(int method, GuxStream *stream, int n, float *r, float a, float b);
+QOR_API int _guxdRngUniform(int method, GuxStream *stream, int n, double *r, double a, double b);
+/* floor of a double uniform on [a, b); the method word is ignored. */
+QOR_API int _guxiRngUniform(int method, GuxStream *stream, int n, int32_t *r, int32_t a,
+                            int32_t b);
+/* n words of the generator's own word size. */
+QOR_API int _guxiRngUniformBits(int method, GuxStream *stream, int n, uint32_t *r);
+/* n 32-bit or n 64-bit words of uniform bits; GUX_STATUS_NO_UNIFORM_BITS for
+ * generators whose words are not uniform over all their bits. */
+QOR_API int _guxiRngUniformBits32(int method, GuxStream *stream, int n, uint32_t *r);
+QOR_API int _guxiRngUniformBits64(int method, GuxStream *stream, int n, uint64_t *r);
+
+/* ---- Gaussian, multivariate Gaussian, exponential ----------------------- */
+/* Mean a, standard deviation sigma; method 0, 1 or 2 (see above). */
+QOR_API int _guxsRngGaussian(int method, GuxStream *stream, int n, float *r, float a, float sigma);
+QOR_API int _guxdRngGaussian(int method, GuxStream *stream, int n, double *r, double a,
+                             double sigma);
+/* n vectors of dimen elements, mean a[dimen], Cholesky factor t in storage
+ * mstorage (GUX_MATRIX_STORAGE_*). */
+QOR_API int _guxsRngGaussianMV(int method, GuxStream *stream, int n, float *r, int dimen,
+                               int mstorage, const float *a, const float *t);
+QOR_API int _guxdRngGaussianMV(int method, GuxStream *stream, int n, double *r, int dimen,
+                               int mstorage, const double *a, const double *t);
+/* Displacement a, scale beta: a - beta ln(u). */
+QOR_API int _guxsRngExponential(int method, GuxStream *stream, int n, float *r, float a,
+                                float beta);
+QOR_API int _guxdRngExponential(int method, GuxStream *stream, int n, double *r, double a,
+                                double beta);
+
+#ifdef __cplusplus
+}
+#endif
+#endif

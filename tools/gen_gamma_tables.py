@@ -1,0 +1,297 @@
+#!/usr/bin/python3
+"""Generates vector/kernels/gamma/gamma_tables.inc: the coefficient tables of
+the extended-precision LGamma, TGamma and ExpInt1 routines and the double
+polynomials of the ExpInt1 EP kernels, from mpmath at 256 bits.
+
+Every fit is a Chebyshev interpolant, turned into monomial coefficients about
+the row's centre and rounded to the element type (long double: 64-bit
+significand). The generator measures each row with its rounded coefficients
+on a dense grid and fails when a row misses its target, so a table that is
+written is a table that meets its bound.
+Run: tools/gen_gamma_tables.py > vector/kernels/gamma/gamma_tables.inc"""
+import sys
+
+import mpmath
+from tablegen import lit64, round_to
+
+mpmath.mp.prec = 256
+mp = mpmath
+
+
+def lit80(v):
+    """A long double literal for v rounded to a 64-bit significand."""
+    with mp.workprec(64):
+        y = +mp.mpf(v)
+    if y == 0:
+        return "0.0L"
+    man, exp = int(y.man), int(y.exp)
+    sign = "-" if y < 0 else ""
+    man = abs(man)
+    return "%s0x%xp%dL" % (sign, man, exp)
+
+
+def r80(v):
+    with mp.workprec(64):
+        return +mp.mpf(v)
+
+
+def cheb_fit(g, a, b, n):
+    """Degree-n interpolant of g at the Chebyshev points of [a, b], as
+    monomial coefficients in u = (2x - a - b) / (b - a)."""
+    nodes = [mp.cos(mp.pi * (k + mp.mpf(1) / 2) / (n + 1)) for k in range(n + 1)]
+    vals = [g((b - a) / 2 * u + (a + b) / 2) for u in nodes]
+    # Chebyshev coefficients
+    c = []
+    for j in range(n + 1):
+        s = sum(vals[k] * mp.cos(mp.pi * j * (k + mp.mpf(1) / 2) / (n + 1)) for k in range(n + 1))
+        c.append(2 * s / (n + 1))
+    c[0] /= 2
+    # to monomials in u
+    T = [[mp.mpf(1)], [mp.mpf(0), mp.mpf(1)]]
+    for j in range(2, n + 1):
+        prev, prev2 = T[j - 1], T[j - 2]
+        t = [mp.mpf(0)] + [2 * v for v in prev]
+        for i, v in enumerate(prev2):
+            t[i] -= v
+        T.append(t)
+    mono = [mp.mpf(0)] * (n + 1)
+    for j in range(n + 1):
+        for i, v in enumerate(T[j]):
+            mono[i] += c[j] * v
+    return mono
+
+
+def fit_about(g, a, b, centre, n):
+    """Monomial coefficients in t = x - centre of the degree-n interpolant of g on [a, b]."""
+    mono_u = cheb_fit(g, a, b, n)
+    # u = (x - m) / h with m = (a+b)/2, h = (b-a)/2; x - m = t + (centre - m)
+    m, h = (a + b) / 2, (b - a) / 2
+    d = centre - m
+    # p(t) = sum mono_u[i] ((t + d)/h)^i
+    out = [mp.mpf(0)] * (n + 1)
+    for i, ci in enumerate(mono_u):
+        for k in range(i + 1):
+            out[k] += ci * mp.binomial(i, k) * d ** (i - k) / h ** i
+    return out
+
+
+def horner(coef, t):
+    r = mp.mpf(0)
+    for c in reversed(coef):
+        r = r * t + c
+    return r
+
+
+def rel_err(f, approx, a, b, points=200):
+    worst = mp.mpf(0)
+    for k in range(points + 1):
+        x = a + (b - a) * k / points
+        fx = f(x)
+        if fx == 0:
+            continue
+        e = abs(approx(x) / fx - 1)
+        worst = max(worst, e)
+    return worst
+
+
+def log2_of(e):
+    return float(mp.log(e, 2)) if e > 0 else -999.0
+
+
+out = []
+
+
+def emit_rows(name, rows, comment):
+    """rows: list of coefficient lists (long double)."""
+    n = len(rows[0])
+    out.append("// " + comment)
+    out.append("alignas(16) constexpr long double %s[%d][%d] = {" % (name, len(rows), n))
+    for row in rows:
+        out.append("    {" + ", ".join(lit80(c) for c in row) + "},")
+    out.append("};")
+    out.append("")
+
+
+# ---- LGamma on [1, 3): 32 rows of 1/16, 12 terms each. The rows next to the
+# zeros at 1 and 2 hold lgamma(z + t) / t in t = x - z, so that the result
+# keeps its relative accuracy as it goes to zero.
+LG_TERMS = 12
+LG_ROWS = 32
+ZERO_ROWS = {0: 1, 15: 2, 16: 2}
+
+
+def lgamma_rows():
+    rows, centres, worst = [], [], -999.0
+    for i in range(LG_ROWS):
+        a = 1 + mp.mpf(i) / 16
+        b = a + mp.mpf(1) / 16
+        if i in ZERO_ROWS:
+            z = ZERO_ROWS[i]
+            g = lambda x, z=z: mp.loggamma(x) / (x - z) if x != z else mp.diff(mp.loggamma, z)
+            coef = fit_about(g, a, b, mp.mpf(z), LG_TERMS - 1)
+            centre = mp.mpf(z)
+            rc = [r80(c) for c in coef]
+            approx = lambda x: horner(rc, x - z) * (x - z)
+        else:
+            centre = (a + b) / 2
+            coef = fit_about(mp.loggamma, a, b, centre, LG_TERMS - 1)
+            rc = [r80(c) for c in coef]
+            approx = lambda x, c=centre: horner(rc, x - c)
+        e = rel_err(lambda x: mp.loggamma(x), approx, a + mp.mpf(1) / 2**40, b - mp.mpf(1) / 2**40, 60)
+        worst = max(worst, log2_of(e))
+        rows.append(rc)
+        centres.append(centre)
+    assert worst < -61, worst
+    return rows, centres, worst
+
+
+# ---- Stirling's series for x >= 12: B_2k / (2k (2k - 1)) in powers of 1/x^2.
+STIRLING_TERMS = 10
+
+
+def stirling():
+    c = [mp.bernoulli(2 * k) / (2 * k * (2 * k - 1)) for k in range(1, STIRLING_TERMS + 1)]
+    assert c[0] == mp.mpf(1) / 12 and c[1] == mp.mpf(-1) / 360
+    return c
+
+
+# ---- Gamma on [2, 3): 16 rows of 1/16, 12 terms.
+def tgamma_rows():
+    rows, worst = [], -999.0
+    for i in range(16):
+        a = 2 + mp.mpf(i) / 16
+        b = a + mp.mpf(1) / 16
+        c = (a + b) / 2
+        coef = fit_about(mp.gamma, a, b, c, 11)
+        rc = [r80(v) for v in coef]
+        e = rel_err(mp.gamma, lambda x: horner(rc, x - c), a, b, 60)
+        worst = max(worst, log2_of(e))
+        rows.append(rc)
+    assert worst < -63, worst
+    return rows, worst
+
+
+# ---- E1 on (0, 1]: E1(x) = -gamma - ln x + x P(x).
+E1_SMALL_TERMS = 16
+
+
+def e1_small():
+    g = lambda x: (mp.e1(x) + mp.euler + mp.log(x)) / x if x != 0 else mp.mpf(1)
+    coef = fit_about(g, mp.mpf(0), mp.mpf(1), mp.mpf(0), E1_SMALL_TERMS - 1)
+    rc = [r80(v) for v in coef]
+    e = rel_err(g, lambda x: horner(rc, x), mp.mpf(0), mp.mpf(1), 200)
+    assert log2_of(e) < -64, log2_of(e)
+    return rc, log2_of(e)
+
+
+# ---- E1 on [1, 724]: x e^x E1(x) in quarter binades (index from the exponent
+# and the top two significand bits), 16 terms about the row's centre.
+E1_TERMS = 16
+
+
+def e1_large():
+    g = lambda x: x * mp.exp(x) * mp.e1(x)
+    rows, centres, worst = [], [], -999.0
+    for b in range(10):  # binades 2^0 .. 2^9 (724 < 1024)
+        for q in range(4):
+            lo = mp.mpf(2) ** b * (1 + mp.mpf(q) / 4)
+            hi = mp.mpf(2) ** b * (1 + mp.mpf(q + 1) / 4)
+            c = (lo + hi) / 2
+            coef = fit_about(g, lo, hi, c, E1_TERMS - 1)
+            rc = [r80(v) for v in coef]
+            e = rel_err(g, lambda x: horner(rc, x - c), lo, hi, 40)
+            worst = max(worst, log2_of(e))
+            rows.append(rc)
+            centres.append(c)
+    assert worst < -64, worst
+    return rows, centres, worst
+
+
+# ---- The EP kernels, in double: (E1(x) + gamma + ln x) / x on [0, 1] and
+# x e^x E1(x) on the quarter binades of [1, 1024), 7 terms each; e^r on
+# |r| <= ln 2 / 2 by its Taylor polynomial.
+EP_SMALL_TERMS = 9
+EP_TERMS = 7
+
+
+def ep_tables():
+    g = lambda x: (mp.e1(x) + mp.euler + mp.log(x)) / x if x != 0 else mp.mpf(1)
+    small = [round_to(v, 53) for v in fit_about(g, mp.mpf(0), mp.mpf(1), mp.mpf(0), EP_SMALL_TERMS - 1)]
+    ws = log2_of(rel_err(g, lambda x: horner(small, x), mp.mpf(0), mp.mpf(1), 200))
+    big = lambda x: x * mp.exp(x) * mp.e1(x)
+    rows, centres, worst = [], [], -999.0
+    for b in range(10):
+        for q in range(4):
+            lo = mp.mpf(2) ** b * (1 + mp.mpf(q) / 4)
+            hi = mp.mpf(2) ** b * (1 + mp.mpf(q + 1) / 4)
+            c = (lo + hi) / 2
+            rc = [round_to(v, 53) for v in fit_about(big, lo, hi, c, EP_TERMS - 1)]
+            worst = max(worst, log2_of(rel_err(big, lambda x: horner(rc, x - c), lo, hi, 40)))
+            rows.append(rc)
+            centres.append(float(c))
+    assert ws < -34 and worst < -32, (ws, worst)
+    return small, ws, rows, centres, worst
+
+
+def main():
+    head = ["// Generated by tools/gen_gamma_tables.py from mpmath at 256 bits; do not edit.",
+            "#ifndef QOR_GAMMA_TABLES_INC", "#define QOR_GAMMA_TABLES_INC", "",
+            "namespace qor::kernels::gamma_tables {", ""]
+    out.extend(head)
+    rows, centres, w = lgamma_rows()
+    emit_rows("kLGamma", rows,
+              "lgamma on [1 + i/16, 1 + (i+1)/16) in t = x - kLGammaCentre[i]; rows 0, 15, 16 "
+              "hold lgamma(x)/t about the zero (max rel. error 2^%.1f)" % w)
+    out.append("constexpr long double kLGammaCentre[%d] = {" % LG_ROWS)
+    out.append("    " + ", ".join(lit80(c) for c in centres) + "};")
+    out.append("constexpr unsigned kLGammaZeroRows = 0x%x;  // rows multiplied by t" %
+               sum(1 << i for i in ZERO_ROWS))
+    out.append("")
+    st = stirling()
+    out.append("// Stirling's series: B_2k / (2k (2k-1)), k = 1..%d (1/12, -1/360, 1/1260, ...)" % STIRLING_TERMS)
+    out.append("constexpr long double kStirling[%d] = {" % STIRLING_TERMS)
+    out.append("    " + ", ".join(lit80(c) for c in st) + "};")
+    out.append("constexpr long double kHalfLn2Pi = %s;  // ln(2 pi) / 2" % lit80(mp.log(2 * mp.pi) / 2))
+    out.append("constexpr long double kLnPi = %s;" % lit80(mp.log(mp.pi)))
+    out.append("constexpr long double kPi = %s;" % lit80(mp.pi))
+    # ln 2 in two parts for exp: the head has 48 bits, so k * head is exact for |k| < 2^16
+    with mp.workprec(48):
+        hi = +mp.log(2)
+    out.append("constexpr long double kLn2Hi = %s, kLn2Lo = %s, kLog2e = %s;" %
+               (lit80(hi), lit80(mp.log(2) - hi), lit80(1 / mp.log(2))))
+    out.append("")
+    rows, w = tgamma_rows()
+    emit_rows("kTGamma", rows, "Gamma on [2 + i/16, 2 + (i+1)/16) about the middle (max rel. error 2^%.1f)" % w)
+    rc, w = e1_small()
+    out.append("// (E1(x) + gamma + ln x) / x on [0, 1] (max rel. error 2^%.1f)" % w)
+    out.append("constexpr long double kE1Small[%d] = {" % len(rc))
+    out.append("    " + ", ".join(lit80(c) for c in rc) + "};")
+    out.append("constexpr long double kEulerGamma = %s;" % lit80(mp.euler))
+    out.append("")
+    rows, centres, w = e1_large()
+    emit_rows("kE1Large", rows, "x e^x E1(x) on the quarter binades of [1, 1024) (max rel. error 2^%.1f)" % w)
+    out.append("constexpr long double kE1LargeCentre[%d] = {" % len(centres))
+    out.append("    " + ", ".join(lit80(c) for c in centres) + "};")
+    out.append("")
+    small, ws, rows, centres, w = ep_tables()
+    out.append("// EP: (E1(x) + gamma + ln x) / x on [0, 1] in double (max rel. error 2^%.1f)" % ws)
+    with mp.workprec(32):
+        hi32 = +mp.log(2)
+    out.append("// ln 2 in two parts for the EP exponential: k * head is exact for |k| < 2^21")
+    out.append("constexpr double kLn2HiEP = %s, kLn2LoEP = %s;" % (lit64(float(hi32)), lit64(round_to(mp.log(2) - hi32, 53))))
+    out.append("alignas(16) constexpr double kE1SmallEP[%d] = {" % len(small))
+    out.append("    " + ", ".join(lit64(c) for c in small) + "};")
+    out.append("// EP: x e^x E1(x) on the quarter binades of [1, 1024), the row's centre last (max rel. error 2^%.1f)" % w)
+    out.append("alignas(16) constexpr double kE1LargeEP[%d][%d] = {" % (len(rows), EP_TERMS + 1))
+    for rc, c in zip(rows, centres):
+        out.append("    {" + ", ".join(lit64(v) for v in rc) + ", " + lit64(c) + "},")
+    out.append("};")
+    out.append("")
+    out.append("}  // namespace qor::kernels::gamma_tables")
+    out.append("")
+    out.append("#endif")
+    print("\n".join(out))
+
+
+if __name__ == "__main__":
+    main()

@@ -1,0 +1,202 @@
+// The common ground of the extended-precision gamma-family routines: the x87
+// instructions they build on, Horner in long double, the classification of an
+// input by its bits, and the description of a kernel that has no vector
+// formula (every lane goes to the scalar routine).
+//
+// The routines run under ExtendedX87Env: 64-bit significand, round to
+// nearest, exceptions masked. All arithmetic stays on the x87 unit; inputs are
+// classified by integer compares, so the caller's MXCSR (DAZ in particular)
+// cannot reach a result, and each result is narrowed once by an x87 store.
+#ifndef QOR_KERNELS_GAMMA_X87_H
+#define QOR_KERNELS_GAMMA_X87_H
+
+#include <stdint.h>
+#include <string.h>
+
+#include "vector/dispatch/kernel_defs.h"
+#include "vector/kernels/gamma/gamma_tables.inc"
+
+namespace qor::kernels::gamma {
+
+using ld = long double;
+
+// ln x for x > 0: ln 2 * log2 x (fyl2x).
+inline ld x87_log(ld x) {
+  ld r;
+  __asm__("fldln2\n\tfxch\n\tfyl2x" : "=t"(r) : "0"(x));
+  return r;
+}
+// ln(1 + y) for |y| < 1 - sqrt(2)/2 (fyl2xp1, no cancellation in 1 + y).
+inline ld x87_log1p(ld y) {
+  ld r;
+  __asm__("fldln2\n\tfxch\n\tfyl2xp1" : "=t"(r) : "0"(y));
+  return r;
+}
+// ln x with full relative accuracy near 1 as well.
+inline ld log_ext(ld x) {
+  const ld d = x - 1;
+  return (d > -0.25L && d < 0.25L) ? x87_log1p(d) : x87_log(x);
+}
+inline ld x87_rint(ld x) {
+  ld r;
+  __asm__("frndint" : "=t"(r) : "0"(x));
+  return r;
+}
+inline ld x87_floor(ld x) {
+  ld n = x87_rint(x);
+  return n > x ? n - 1 : n;
+}
+// v * 2^k for an integral k.
+inline ld x87_scale(ld v, ld k) {
+  ld r;
+  __asm__("fscale" : "=t"(r) : "0"(v), "u"(k));
+  return r;
+}
+// 2^f - 1 for |f| <= 1.
+inline ld x87_exp2m1(ld f) {
+  ld r;
+  __asm__("f2xm1" : "=t"(r) : "0"(f));
+  return r;
+}
+// sin a for |a| <= pi/2.
+inline ld x87_sin(ld a) {
+  ld r;
+  __asm__("fsin" : "=t"(r) : "0"(a));
+  return r;
+}
+
+// e^y for |y| < 11000: y = k ln 2 + r with the two-part ln 2, then
+// 2^(r log2 e) from f2xm1 on |r log2 e| <= 1/2, scaled by 2^k.
+inline ld exp_ext(ld y) {
+  using namespace gamma_tables;
+  const ld k = x87_rint(y * kLog2e);
+  const ld r = (y - k * kLn2Hi) - k * kLn2Lo;
+  const ld m = x87_exp2m1(r * kLog2e);
+  return x87_scale(1 + m, k);
+}
+
+// The polynomial sum c[i] t^i as two Horner chains in t^2 (even and odd
+// terms), which the x87 unit runs side by side: about half the latency.
+template <int N> inline ld horner(const ld (&c)[N], ld t) {
+  const ld t2 = t * t;
+  constexpr int last_even = (N - 1) & ~1, last_odd = (N - 2) | 1;
+  ld e = c[last_even], o = c[last_odd];
+  for (int i = last_even - 2; i >= 0; i -= 2) e = e * t2 + c[i];
+  for (int i = last_odd - 2; i >= 1; i -= 2) o = o * t2 + c[i];
+  return e + t * o;
+}
+
+// The product start (start + 1) ... (start + n - 1), in four independent chains.
+inline ld rising_product(ld start, int n) {
+  ld p0 = 1, p1 = 1, p2 = 1, p3 = 1;
+  int j = 0;
+  for (; j + 4 <= n; j += 4) {
+    const ld b = start + j;
+    p0 *= b;
+    p1 *= b + 1;
+    p2 *= b + 2;
+    p3 *= b + 3;
+  }
+  for (; j < n; ++j) p0 *= start + j;
+  return (p0 * p1) * (p2 * p3);
+}
+
+// An input seen through its bits: the value widened on the x87 unit, the
+// sign, and the magnitude bits of the double it converts to exactly.
+struct Input {
+  ld x;
+  bool negative;
+  uint64_t mag;  // |x| as double bits
+  bool is_nan() const { return mag > 0x7ff0000000000000ull; }
+  bool is_inf() const { return mag == 0x7ff0000000000000ull; }
+  bool is_zero() const { return mag == 0; }
+};
+// The loads are x87 loads: an SSE conversion would see the caller's DAZ.
+inline Input classify(const double *a) {
+  uint64_t b;
+  memcpy(&b, a, 8);
+  ld x;
+  __asm__("fldl %1" : "=t"(x) : "m"(*a));
+  return {x, (b >> 63) != 0, b & 0x7fffffffffffffffull};
+}
+inline Input classify(const float *a) {
+  uint32_t b;
+  memcpy(&b, a, 4);
+  ld x;
+  __asm__("flds %1" : "=t"(x) : "m"(*a));
+  // the bits of the same value as a double, by integer arithmetic
+  const uint32_t m = b & 0x7fffffffu;
+  uint64_t d;
+  if (m == 0) d = 0;
+  else if (m >= 0x7f800000u) d = 0x7ff0000000000000ull | (uint64_t)(m & 0x7fffffu) << 29;
+  else if (m >= 0x00800000u) d = ((uint64_t)m << 29) + ((uint64_t)(1023 - 127) << 52);
+  else {  // denormal: normalise the significand
+    const int shift = __builtin_clz(m) - 8;
+    d = ((uint64_t)(1023 - 126 - shift) << 52) | ((uint64_t)((m << shift) & 0x7fffffu) << 29);
+  }
+  return {x, (b >> 31) != 0, d};
+}
+
+// Whether a stored result is zero, by its bits (a compare would see DAZ).
+template <class T> inline bool is_zero_bits(T v) {
+  if constexpr (sizeof(T) == 8) {
+    uint64_t b;
+    memcpy(&b, &v, 8);
+    return (b << 1) == 0;
+  } else {
+    uint32_t b;
+    memcpy(&b, &v, 4);
+    return (b << 1) == 0;
+  }
+}
+
+// Stores v narrowed once to T; true when that overflowed to an infinity.
+template <class T> inline bool narrow(ld v, T *r) {
+  const T t = (T)v;
+  *r = t;
+  const ld back = (ld)t;
+  return back - back != 0;  // Inf - Inf is NaN; finite values give 0
+}
+
+inline ld inf_ext() {
+  volatile ld one = 1, zero = 0;
+  return one / zero;
+}
+inline ld nan_ext() {
+  volatile ld zero = 0;
+  return zero / zero;
+}
+
+// The frame variant of these kernels: the x87 unit at 64-bit precision,
+// round to nearest, masked (as ExtendedX87Env), and the SSE unit held as
+// StandardEnv holds it, by the Mode word's denormal field, so that the
+// reporter widens an input the way the other kernels' reports do.
+struct ExtendedX87ModeEnv {
+  static bex::SavedEnv enter() {
+    bex::SavedEnv s;
+    bex::fpenv::force_x87(s, 0xf3f, 0x300 | 0x3f);
+    s.mode = bex::get_mode();
+    bex::fpenv::force_mxcsr(s, (s.mode & BEX_DENORMAL_MASK) == BEX_FTZDAZ_ON ? 0x9fc0u : 0x1f80u);
+    return s;
+  }
+};
+
+// A kernel with no vector formula: every lane is flagged, and the frame
+// hands each element to Routine, in order.
+template <class T_, const char *Name, int (*Routine)(const T_ *, T_ *)> struct ScalarOnly {
+  using T = T_;
+  using L = simd::Lanes<T>;
+  static constexpr int kIn = 1, kOut = 1, kBlock = L::kCount;
+  static constexpr T kPad = (T)0.75;
+  static constexpr const char *kName = Name;
+  static typename L::V lanes(typename L::V x, typename L::Bits &bad) {
+    const typename L::Bits zero = {};
+    bad = zero == zero;
+    return x;
+  }
+  static int scalar(const T *a, T *r) { return Routine(a, r); }
+};
+
+}  // namespace qor::kernels::gamma
+
+#endif
