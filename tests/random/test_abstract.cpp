@@ -7,10 +7,13 @@
 #include <math.h>
 #include <string.h>
 
+#include <algorithm>
 #include <random>
+#include <type_traits>
 #include <vector>
 
 #include "qor/qor_random_brng.h"
+#include "qor/qor_random_dist.h"
 
 namespace {
 
@@ -323,3 +326,104 @@ TEST(AbstractStream, SaveAndLoadInProcess) {
 }
 
 }  // namespace
+
+// ---- distributions over abstract streams ------------------------------------------
+// The buffer is refilled from a source generator's own form on [0, 1), so the
+// abstract stream hands out exactly the source's sequence; a distribution must
+// then give on the abstract stream what it gives on a copy of the source, in
+// the order the distribution consumes its uniforms, whatever block sizes the
+// distribution asks for and however the buffer wraps.
+namespace dist_over_abstract {
+
+// The source generator of each abstract stream.
+std::vector<std::pair<GuxStream *, GuxStream *>> g_sources;
+GuxStream *source_of(GuxStream *s) {
+  for (auto &p : g_sources)
+    if (p.first == s) return p.second;
+  return nullptr;
+}
+
+template <class T>
+int from_source(GuxStream *stream, const int *size, T *buffer, const int *, const int *maximum, const int *index) {
+  GuxStream *g_source = source_of(stream);
+  BrngProperties p;
+  __guxGetBrngProperties(g_source->brngId, &p);
+  const int first = std::min(*maximum, *size - *index), second = *maximum - first;
+  auto fill = [&](T *at, int m) {
+    if (m <= 0) return 0;
+    if constexpr (sizeof(T) == 8) return p.dGenerate(g_source, m, (double *)at, 0.0, 1.0);
+    else if constexpr (std::is_same<T, float>::value) return p.sGenerate(g_source, m, (float *)at, 0.0f, 1.0f);
+    else return p.iGenerate(g_source, m, (uint32_t *)at);
+  };
+  if (fill(buffer + *index, first) < 0 || fill(buffer, second) < 0) return -1;
+  return *maximum;
+}
+
+template <class T>
+GuxStream *make(int size, std::vector<T> &buffer, GuxStream *source) {
+  buffer.assign((size_t)size, T());
+  GuxStream *s = nullptr;
+  if constexpr (sizeof(T) == 8) EXPECT_EQ(__guxdNewAbstractStream(&s, size, buffer.data(), 0.0, 1.0, from_source<double>), 0);
+  else if constexpr (std::is_same<T, float>::value) EXPECT_EQ(__guxsNewAbstractStream(&s, size, buffer.data(), 0.0f, 1.0f, from_source<float>), 0);
+  else EXPECT_EQ(__guxiNewAbstractStream(&s, size, buffer.data(), from_source<uint32_t>), 0);
+  g_sources.push_back({s, source});
+  return s;
+}
+
+// Runs `dist` in calls of the given sizes on the abstract stream and on a
+// reference fed by a copy of the source taken before: the source itself when
+// the distribution asks for its uniforms on [0, 1) (where the abstract mapping
+// is exact), otherwise an abstract stream with a buffer of another size. The
+// outputs must agree bit for bit.
+template <class T, class R, class Dist>
+void same_on_both(int sourceId, int bufferSize, const std::vector<int> &calls, Dist dist, const char *what,
+                  bool direct = true) {
+  SCOPED_TRACE(::testing::Message() << what << " buffer " << bufferSize);
+  GuxStream *source = nullptr, *copy = nullptr;
+  const uint32_t seed = 777;
+  ASSERT_EQ(__guxNewStreamEx(&source, sourceId, 1, &seed), 0);
+  ASSERT_EQ(__guxCopyStream(&copy, source), 0);
+  std::vector<T> buffer, other;
+  GuxStream *a = make<T>(bufferSize, buffer, source);
+  GuxStream *reference = direct ? copy : make<T>(4099, other, copy);
+  for (int n : calls) {
+    std::vector<R> x((size_t)n), y((size_t)n);
+    ASSERT_EQ(dist(a, n, x.data()), dist(reference, n, y.data())) << n;
+    ASSERT_EQ(0, memcmp(x.data(), y.data(), x.size() * sizeof(R))) << n;
+  }
+  __guxDeleteStream(&a);
+  if (!direct) __guxDeleteStream(&reference);
+  __guxDeleteStream(&copy);
+  __guxDeleteStream(&source);
+  g_sources.clear();
+}
+
+TEST(AbstractDistributions, ConsumeTheBufferInOrder) {
+  const std::vector<int> odd = {7, 1, 5, 64, 3, 1000, 9}, sizes[] = {odd, {1, 2, 3}};
+  int cases = 0;
+  for (int bufferSize : {1, 5, 64, 1000, 4096})
+    for (const auto &calls : sizes) {
+      same_on_both<double, double>(GUX_BRNG_MCG31M1, bufferSize, calls,
+          [](GuxStream *s, int n, double *r) { return _guxdRngUniform(0, s, n, r, -2.0, 3.0); }, "dUniform", false);
+      same_on_both<float, float>(GUX_BRNG_MCG31M1, bufferSize, calls,
+          [](GuxStream *s, int n, float *r) { return _guxsRngUniform(0, s, n, r, -2.0f, 3.0f); }, "sUniform", false);
+      same_on_both<uint32_t, uint32_t>(GUX_BRNG_MT19937, bufferSize, calls,
+          [](GuxStream *s, int n, uint32_t *r) { return _guxiRngUniformBits(0, s, n, r); }, "iUniformBits");
+      for (int method : {GUX_METHOD_BOX_MULLER, GUX_METHOD_BOX_MULLER2, GUX_METHOD_GAUSSIAN_ICDF}) {
+        same_on_both<double, double>(GUX_BRNG_MCG31M1, bufferSize, calls,
+            [method](GuxStream *s, int n, double *r) { return _guxdRngGaussian(method, s, n, r, 1.0, 2.0); }, "dGaussian",
+            method != GUX_METHOD_GAUSSIAN_ICDF);
+        same_on_both<float, float>(GUX_BRNG_MCG31M1, bufferSize, calls,
+            [method](GuxStream *s, int n, float *r) { return _guxsRngGaussian(method, s, n, r, 1.0f, 2.0f); }, "sGaussian",
+            method != GUX_METHOD_GAUSSIAN_ICDF);  // the inverse asks for uniforms on [-1, 1)
+      }
+      same_on_both<double, double>(GUX_BRNG_MCG31M1, bufferSize, calls,
+          [](GuxStream *s, int n, double *r) { return _guxdRngExponential(0, s, n, r, 0.5, 2.0); }, "dExponential");
+      same_on_both<float, float>(GUX_BRNG_MCG31M1, bufferSize, calls,
+          [](GuxStream *s, int n, float *r) { return _guxsRngExponential(0, s, n, r, 0.5f, 2.0f); }, "sExponential");
+      cases += 10;
+    }
+  std::printf("distributions over abstract streams: %d (entry x method x buffer size x call pattern)\n", cases);
+}
+
+}  // namespace dist_over_abstract

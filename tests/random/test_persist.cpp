@@ -18,6 +18,7 @@
 #include <vector>
 
 #include "qor/qor_random_brng.h"
+#include "qor/qor_random_dist.h"
 #include "qor_core.h"
 #include "tests/random/persist_oracle.h"
 
@@ -142,8 +143,9 @@ TEST(PersistRoundTrip, EveryGeneratorEverySplitBothMedia) {
         SCOPED_TRACE(::testing::Message() << "id 0x" << std::hex << id << std::dec << " split "
                                           << split_name(split) << (medium ? " file" : " memory"));
         GuxStream *s = nullptr;
-        const uint32_t seeds[2] = {20261123u + (uint32_t)id, 99};
-        ASSERT_EQ(__guxNewStreamEx(&s, id, 2, seeds), 0);
+        // Small seeds: the quasi-random generators read the first word as a dimension.
+        const uint32_t seed = 3u + (uint32_t)(id & 7);
+        ASSERT_EQ(__guxNewStreamEx(&s, id, 1, &seed), 0);
         if (apply_split(s, split) < 0) {
           ++unsupported;
           __guxDeleteStream(&s);
@@ -201,7 +203,7 @@ TEST(PersistFresh, ImagesLoadInAFreshProcess) {
   for (int id : creatable_ids())
     for (int split : {kNone, kSkip, kLeapfrog}) {
       GuxStream *s = nullptr;
-      const uint32_t seed = 4242u + (uint32_t)id;
+      const uint32_t seed = 5u + (uint32_t)(id & 3);
       ASSERT_EQ(__guxNewStreamEx(&s, id, 1, &seed), 0);
       if (apply_split(s, split) == 0) {
         draw(s, 0);
@@ -756,6 +758,34 @@ TEST(PersistFuzz, DamagedImagesMatchTheReader) {
   std::printf("loader fuzz: %d images; file: %d loaded, %d refused; memory: %d loaded, %d refused, "
               "%d describing over 256 KiB not run in memory\n",
               images, loadedF, refusedF, loadedM, refusedM, memorySkipped);
+}
+
+}  // namespace
+
+namespace {
+
+// The Box-Muller2 saved pair is a chunk: a stream saved after an odd call
+// goes on with the saved variate, in both forms and both media.
+TEST(PersistChunks, GaussianSavedPairComesBack) {
+  for (int medium : {kMemory, kFile})
+    for (int id : {GUX_BRNG_MCG31M1, GUX_BRNG_MT19937, GUX_BRNG_PHILOX4X32X10}) {
+      GuxStream *s = nullptr, *t = nullptr;
+      ASSERT_EQ(__guxNewStreamEx(&s, id, 0, nullptr), 0);
+      double d[9], e[9];
+      float f[9], g[9];
+      ASSERT_GE(_guxdRngGaussian(GUX_METHOD_BOX_MULLER2, s, 3, d, 0.0, 1.0), 0);
+      ASSERT_GE(_guxsRngGaussian(GUX_METHOD_BOX_MULLER2, s, 5, f, 0.0f, 1.0f), 0);
+      ASSERT_EQ(__guxGetNumChunks(s), 2);
+      ASSERT_EQ(load(&t, save_memory(s), medium, "pair"), 0);
+      for (GuxStream *x : {s, t}) {
+        ASSERT_GE(_guxdRngGaussian(GUX_METHOD_BOX_MULLER2, x, 9, x == s ? d : e, 0.0, 1.0), 0);
+        ASSERT_GE(_guxsRngGaussian(GUX_METHOD_BOX_MULLER2, x, 9, x == s ? f : g, 0.0f, 1.0f), 0);
+      }
+      EXPECT_EQ(0, memcmp(d, e, sizeof d)) << id;
+      EXPECT_EQ(0, memcmp(f, g, sizeof f)) << id;
+      __guxDeleteStream(&s);
+      __guxDeleteStream(&t);
+    }
 }
 
 }  // namespace
