@@ -173,6 +173,36 @@ QOR_API int __guxLeapfrogStream(GuxStream *stream, uint32_t k, int nstreams);
 QOR_API int __guxSkipAheadStream(GuxStream *stream, uint64_t nskip);
 QOR_API int __guxSkipAheadStreamEx(GuxStream *stream, int n, const uint64_t *nskip);
 
+/* ---- persistence: a stream's image in a file or a memory block -------------
+ * The image is a 24-byte header, the generator state, then one entry per chunk.
+ * Names: nameLength >= 0 means `name` holds that many bytes (not terminated);
+ * a negative nameLength means `name` is a terminated string. */
+QOR_API int __guxSaveStreamF(const GuxStream *stream, const char *name, int nameLength);
+QOR_API int __guxLoadStreamF(GuxStream **streamOut, const char *name, int nameLength);
+/* Writes __guxGetStreamSize(stream) bytes to memory; the caller provides them. */
+QOR_API int __guxSaveStreamM(const GuxStream *stream, void *memory);
+QOR_API int __guxLoadStreamM(GuxStream **streamOut, const void *memory);
+QOR_API int __guxGetStreamSize(const GuxStream *stream);
+
+/* ---- abstract streams: numbers from a caller's circular buffer ----------------
+ * The callback refills the buffer: *size is the buffer's length, at least
+ * *minimum and at most *maximum elements go in from *index on (wrapping at
+ * *size); it returns the count put in, or a negative number. */
+typedef int (*GuxiAbstractCallback)(GuxStream *stream, const int *size, uint32_t *buffer,
+                                    const int *minimum, const int *maximum, const int *index);
+typedef int (*GuxdAbstractCallback)(GuxStream *stream, const int *size, double *buffer,
+                                    const int *minimum, const int *maximum, const int *index);
+typedef int (*GuxsAbstractCallback)(GuxStream *stream, const int *size, float *buffer,
+                                    const int *minimum, const int *maximum, const int *index);
+QOR_API int __guxiNewAbstractStream(GuxStream **streamOut, int size, uint32_t *buffer,
+                                    GuxiAbstractCallback callback);
+QOR_API int __guxdNewAbstractStream(GuxStream **streamOut, int size, double *buffer,
+                                    double lowerBound, double upperBound,
+                                    GuxdAbstractCallback callback);
+QOR_API int __guxsNewAbstractStream(GuxStream **streamOut, int size, float *buffer,
+                                    float lowerBound, float upperBound,
+                                    GuxsAbstractCallback callback);
+
 /* ---- processor queries and scalar helpers ------------------------------------ */
 QOR_API int __guxCPUisAES(void);
 QOR_API int __guxCPUisRDRAND(void);

@@ -31,6 +31,13 @@ GUX_BRNG_FAMILY(Niederr)  /* quasi-random, base-2 Niederreiter; i form: 32-bit  
 GUX_BRNG_FAMILY(TRNG)     /* the processor's rdrand; no state, no jumps           */
 GUX_BRNG_FAMILY(ARS5)     /* five AES rounds of a 128-bit counter; 4-word blocks  */
 GUX_BRNG_FAMILY(PHILOX4X32X10) /* ten Philox 4x32 rounds of a 128-bit counter     */
+/* The abstract kinds read a caller's buffer (see __gux?NewAbstractStream); each
+ * serves its own form, the other two return GUX_STATUS_ABSTRACT_WRONG_FORM. Their
+ * init takes params as an array of the addresses of size, buffer, [lower and
+ * upper bound,] callback. */
+GUX_BRNG_FAMILY(iAbstract)
+GUX_BRNG_FAMILY(dAbstract)
+GUX_BRNG_FAMILY(sAbstract)
 
 /* ---- modular powers ---------------------------------------------------------- */
 QOR_API uint32_t __guxiPowMod(uint32_t a, uint64_t e, uint32_t m);

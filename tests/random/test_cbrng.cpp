@@ -25,8 +25,14 @@
 #include "qor/qor_random_brng.h"
 #include "random/generators/retry.h"
 
-namespace {
+// The flags are shared with the other tests of this program that need a
+// processor without AES or RDRAND.
+namespace qor_test {
 bool g_hide_aes = false, g_hide_rdrand = false;
+}  // namespace qor_test
+using qor_test::g_hide_aes;
+using qor_test::g_hide_rdrand;
+namespace {
 uint32_t cpuid1_ecx() {
   unsigned a, b, c, d;
   return __get_cpuid(1, &a, &b, &c, &d) ? c : 0;
