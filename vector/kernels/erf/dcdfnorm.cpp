@@ -53,7 +53,7 @@ template <bool WithLo> struct LaHaTier {
     vd2 e, f, el;
     if constexpr (WithLo) {
       rows<4928>(erf_tables::kCdfNormD, erf_tables::kCdfNormLoD, p.y, e, f, el);
-      return erfk::tail(e, el, f, p.h, s);
+      return erfk::tail_exact(e, el, f, p.h, s);
     } else {
       rows<4928>(erf_tables::kCdfNormD, p.y, e, f);
       return erfk::tail(e, f, p.h, s);
@@ -85,7 +85,7 @@ using DCdfNormEP = DCdfNorm<EpTier>;
 
 QOR_ACCURACY(dCdfNorm, LA, ULP, 4.0)
 QOR_ACCURACY(dCdfNorm, HA, ULP, 1.0)
-QOR_KNOWN_MISS(dCdfNorm, HA, 1.6)  // as dErfc, in the far tail
+QOR_KNOWN_MISS(dCdfNorm, HA, 1.1)  // as dErfc, among the denormal results
 QOR_ACCURACY(dCdfNorm, EP, BITS, 26)
 QOR_INTERVAL(dCdfNorm, -39.0, 9.0, 20000)
 QOR_INTERVAL(dCdfNorm, -0.01, 0.01, 4000)      // both sides of 0 and 2^-9

@@ -16,6 +16,7 @@
 #include <utility>
 
 #include "vector/kernels/arith/bitops.h"
+#include "vector/kernels/exact.h"
 #include "vector/kernels/erf/erf_tables.inc"
 
 namespace qor::kernels::erfk {
@@ -131,6 +132,20 @@ template <class V> inline V tail(V e, V f, V h, V s) {
 inline vd2 tail(vd2 e, vd2 el, vd2 f, vd2 h, vd2 s) {
   const vd2 w = h * f;
   return e + (el - e * (w + s * w));
+}
+
+// The same to half an ulp more, for HA in the far tail, where E (hF)(1 + S)
+// grows to a fifth of the result: hF and E hF are formed exactly and the
+// difference from E by an exact sum, so only the small terms round. Where E
+// is near the denormals the products are no longer exact, and the plain
+// form, whose absolute error is then below the denormal grid, is kept.
+inline vd2 tail_exact(vd2 e, vd2 el, vd2 f, vd2 h, vd2 s) {
+  vd2 wh, wl, th, tl, r, re;
+  exact::two_product(h, f, wh, wl);
+  exact::two_product(e, wh, th, tl);
+  exact::two_sum(e, -th, r, re);
+  const vd2 fine = r + ((re + el) - (tl + e * (wl + s * (wh + wl))));
+  return select(e > 0x1p-960, fine, tail(e, el, f, h, s));
 }
 
 // Four float lanes evaluated in double (the single HA kernels): rows from a
