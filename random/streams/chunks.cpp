@@ -23,14 +23,18 @@ namespace {
 // Steps 2 to 5 of adding: take a shared reference, or become private when the
 // table is nearly full, or create the shared entry; then link in front.
 void attach(GuxStream *stream, StreamChunk *node) {
-  if (!id_is_zero(node->sharedId) && shared_entry_exists(node->sharedId)) {
+  if (!id_is_zero(node->sharedId) && shared_size_differs(node->sharedId, node->size)) {
+    // The id is known with a block of another size (a damaged or hostile
+    // image): the chunk keeps its own block, privately.
+    node->sharedId[0] = node->sharedId[1] = 0;
+  } else if (!id_is_zero(node->sharedId) && shared_entry_exists(node->sharedId)) {
     // The caller's block is abandoned here: the chunk now uses the entry's.
     __guxRegisterGlobRODataReference(node, node->sharedId);
   } else if (shared_count_unlocked() >= GUX_GLOB_RO_ENTRIES - 1) {
     // One entry stays reserved for __guxCreateGlobRODataTableEntry.
     node->sharedId[0] = node->sharedId[1] = 0;
   } else if (!id_is_zero(node->sharedId)) {
-    shared_append(node->sharedId, node->data);
+    shared_append(node->sharedId, node->data, node->size);
   }
   node->next = stream->chunks;
   stream->chunks = node;

@@ -11,6 +11,10 @@
 namespace {
 
 GlobRODataEntry GlobRODataTable[GUX_GLOB_RO_ENTRIES];
+// The block size of each entry, beside the table (whose layout is public):
+// known for entries made by adding a chunk, -1 for those made directly. A
+// chunk that names a known entry with another size does not share its block.
+int32_t GlobRODataSize[GUX_GLOB_RO_ENTRIES];
 // Changed only under the lock, but adding a chunk reads it without the lock
 // (the 127-entry test), so every access is atomic; relaxed order suffices, as
 // the entries themselves are only read under the lock.
@@ -41,10 +45,11 @@ int find_locked(const uint64_t *id) {
 }
 
 // Appends an entry. Caller holds the lock.
-GlobRODataEntry *append_locked(const uint64_t *id, void *data) {
+GlobRODataEntry *append_locked(const uint64_t *id, void *data, int32_t size) {
   const int count = GlobRODataCount.load(std::memory_order_relaxed);
   if (count >= GUX_GLOB_RO_ENTRIES) return nullptr;
   GlobRODataCount.store(count + 1, std::memory_order_relaxed);
+  GlobRODataSize[count] = size;
   GlobRODataEntry &e = GlobRODataTable[count];
   e.id[0] = id[0];
   e.id[1] = id[1];
@@ -62,11 +67,19 @@ bool shared_entry_exists(const uint64_t *id) {
   return __guxFindGlobRODataTableEntry(&e, id) == GUX_STATUS_OK;
 }
 
-bool shared_append(const uint64_t *id, void *data) {
+bool shared_append(const uint64_t *id, void *data, int32_t size) {
   lock();
-  bool done = append_locked(id, data) != nullptr;
+  bool done = append_locked(id, data, size) != nullptr;
   unlock();
   return done;
+}
+
+bool shared_size_differs(const uint64_t *id, int32_t size) {
+  lock();
+  const int i = find_locked(id);
+  const bool differs = i >= 0 && GlobRODataSize[i] >= 0 && GlobRODataSize[i] != size;
+  unlock();
+  return differs;
 }
 
 int shared_count_unlocked() { return GlobRODataCount.load(std::memory_order_relaxed); }
@@ -87,7 +100,7 @@ int __guxFindGlobRODataTableEntry(GlobRODataEntry **entryOut, const uint64_t *id
 
 int __guxCreateGlobRODataTableEntry(GlobRODataEntry **entryOut, const uint64_t *id, void *data) {
   lock();
-  GlobRODataEntry *e = append_locked(id, data);
+  GlobRODataEntry *e = append_locked(id, data, -1);
   unlock();
   if (!e) return GUX_STATUS_RO_TABLE_FULL;
   *entryOut = e;
@@ -116,7 +129,7 @@ int __guxUnregisterGlobRODataReference(const uint64_t *id) {
       qor_serv_deallocate(e.data);
       const int last = GlobRODataCount.load(std::memory_order_relaxed) - 1;
       GlobRODataCount.store(last, std::memory_order_relaxed);
-      if (i != last) e = GlobRODataTable[last];
+      if (i != last) e = GlobRODataTable[last], GlobRODataSize[i] = GlobRODataSize[last];
       GlobRODataTable[last] = GlobRODataEntry{};
     }
   }

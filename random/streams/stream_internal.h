@@ -52,7 +52,9 @@ inline bool id_is_zero(const uint64_t *id) { return id[0] == 0 && id[1] == 0; }
 bool shared_entry_exists(const uint64_t *id);
 // Under the lock: appends an entry with reference count 1 when fewer than 128
 // are in use. Returns whether it did.
-bool shared_append(const uint64_t *id, void *data);
+bool shared_append(const uint64_t *id, void *data, int32_t size);
+// True when the entry of id exists with a known block size other than size.
+bool shared_size_differs(const uint64_t *id, int32_t size);
 // Entries in use, read without the lock.
 int shared_count_unlocked();
 

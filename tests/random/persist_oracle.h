@@ -157,14 +157,16 @@ inline Outcome read_image(const uint8_t *p, size_t len, bool file, SharedView sh
     }
     if (!take((size_t)c.size, &f)) return finish();
     c.data.assign(f, f + c.size);
-    // Shared ids: a known one gives the table's content; a new one becomes an
-    // entry while fewer than 127 are in use; otherwise the chunk is private.
+    // Shared ids: a known one gives the table's content, unless the entry's
+    // block has another size, when the chunk keeps its own block privately;
+    // a new one becomes an entry while fewer than 127 are in use; otherwise
+    // the chunk is private.
     if (c.sharedId[0] | c.sharedId[1]) {
       bool hit = false;
       for (auto &e : shared.known)
         if (e.first[0] == c.sharedId[0] && e.first[1] == c.sharedId[1]) {
-          c.data = e.second;
-          if (c.data.size() > (size_t)c.size) c.data.resize((size_t)c.size);
+          if (e.second.size() == (size_t)c.size) c.data = e.second;
+          else c.sharedId[0] = c.sharedId[1] = 0;
           hit = true;
           break;
         }

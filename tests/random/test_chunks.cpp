@@ -116,6 +116,24 @@ TEST(SharedTable, ReferencesFollowCopiesAndDeletes) {
   EXPECT_EQ(__guxFindGlobRODataTableEntry(&e, id), GUX_STATUS_RO_NOT_FOUND);
 }
 
+// A chunk that names a known id with a block of another size (a damaged
+// image) keeps its own block, privately: the entry's smaller block is never
+// read as the larger one, and the entry's count is unchanged.
+TEST(SharedTable, AnotherSizeDoesNotShare) {
+  GuxStream *s = new_stream(), *t = new_stream();
+  const uint64_t id[2] = {0x4321, 0x8765};
+  int *data = block(1);
+  ASSERT_EQ(__guxAddChunk(s, 9, id, data, 4), 0);
+  void *wide = qor_serv_allocate(64, 128);
+  ASSERT_EQ(__guxAddChunk(t, 9, id, wide, 64), 0);
+  EXPECT_EQ(__guxSearchChunk(t, 9), wide);
+  EXPECT_EQ(t->chunks->sharedId[0] | t->chunks->sharedId[1], 0u);
+  EXPECT_EQ(ref_count(id), 1);
+  __guxDeleteStream(&t);
+  __guxDeleteStream(&s);
+  EXPECT_EQ(ref_count(id), 0);
+}
+
 TEST(SharedTable, FindRefusesNullAndZeroIds) {
   GlobRODataEntry *e = nullptr;
   const uint64_t zero[2] = {0, 0};

@@ -12,20 +12,22 @@ struct Work {
   ~Work() { mpfr_clears(a, b, c, (mpfr_ptr)0); }
 };
 
-// True when the step d no longer moves z at the working precision.
-bool settled(mpfr_srcptr d, mpfr_srcptr z, mpfr_prec_t p) {
-  return mpfr_zero_p(d) || mpfr_zero_p(z) || mpfr_get_exp(d) < mpfr_get_exp(z) - (mpfr_exp_t)p;
-}
+// Two Newton steps at the working precision from an estimate good to about
+// 60 bits (long double) reach beyond it: 60 -> 120 -> 240 bits.
+constexpr int kSteps = 2;
 
-// z := erfinv(x) for 0 < |x| < 0.5 by Newton on erf(z) = x from
-// z0 = x*sqrt(pi)/2, below the root: erf is concave there, so the steps
-// approach it from one side.
+// z := erfinv(x) for 0 < |x| < 0.5 by Newton on erf(z) = x, first in long
+// double from z0 = x sqrt(pi)/2 (below the root, where erf is concave, so the
+// steps approach it from one side), then at the working precision.
 void erfinv_central(mpfr_ptr z, mpfr_srcptr x, Work &w) {
+  const long double xl = mpfr_get_ld(x, MPFR_RNDN), c = 0.886226925452758013649083741671L;
+  long double zl = xl * c;
+  for (int k = 0; k < 12; ++k) zl += (xl - erfl(zl)) * c * expl(zl * zl);
+  mpfr_set_ld(z, zl, MPFR_RNDN);
   mpfr_const_pi(w.c, MPFR_RNDN);
   mpfr_sqrt(w.c, w.c, MPFR_RNDN);
   mpfr_div_2ui(w.c, w.c, 1, MPFR_RNDN);  // sqrt(pi)/2
-  mpfr_mul(z, x, w.c, MPFR_RNDN);
-  for (int k = 0; k < 60; ++k) {
+  for (int k = 0; k < kSteps; ++k) {
     mpfr_erf(w.a, z, MPFR_RNDN);
     mpfr_sub(w.a, x, w.a, MPFR_RNDN);
     mpfr_sqr(w.b, z, MPFR_RNDN);
@@ -33,7 +35,6 @@ void erfinv_central(mpfr_ptr z, mpfr_srcptr x, Work &w) {
     mpfr_mul(w.a, w.a, w.b, MPFR_RNDN);
     mpfr_mul(w.a, w.a, w.c, MPFR_RNDN);
     mpfr_add(z, z, w.a, MPFR_RNDN);
-    if (settled(w.a, z, w.p)) break;
   }
 }
 
@@ -49,7 +50,7 @@ void erfcinv_tail(mpfr_ptr z, mpfr_srcptr q, Work &w) {
   }
   mpfr_set_ld(z, (lo + hi) / 2, MPFR_RNDN);
   mpfr_log(w.c, q, MPFR_RNDN);
-  for (int k = 0; k < 12; ++k) {
+  for (int k = 0; k < kSteps; ++k) {
     mpfr_erfc(w.a, z, MPFR_RNDN);
     mpfr_log(w.b, w.a, MPFR_RNDN);
     mpfr_sub(w.b, w.b, w.c, MPFR_RNDN);  // ln erfc(z) - ln q
@@ -62,7 +63,6 @@ void erfcinv_tail(mpfr_ptr z, mpfr_srcptr q, Work &w) {
     mpfr_mul(w.b, w.b, w.a, MPFR_RNDN);
     mpfr_div_2ui(w.b, w.b, 1, MPFR_RNDN);
     mpfr_add(z, z, w.b, MPFR_RNDN);
-    if (settled(w.b, z, w.p)) break;
   }
 }
 
