@@ -188,23 +188,4 @@ int init_standard(GuxStream *stream, int n, const uint32_t *params) {
 
 using namespace qor::random;
 
-extern "C" {
-
-int __guxBRngNiederrInitStream(int method, GuxStream *stream, int n, const void *params) {
-  if (method == GUX_INIT_STANDARD) return init_standard(stream, n, static_cast<const uint32_t *>(params));
-  return quasi::split(view_of(stream), method, n, params);
-}
-
-int __guxiBRngNiederr(GuxStream *stream, int n, uint32_t *r) {
-  return quasi::generate(view_of(stream), n, quasi::WordOut{r});
-}
-
-int __guxdBRngNiederr(GuxStream *stream, int n, double *r, double a, double b) {
-  return quasi::generate(view_of(stream), n, quasi::DoubleOut(r, a, b));
-}
-
-int __guxsBRngNiederr(GuxStream *stream, int n, float *r, float a, float b) {
-  return quasi::generate(view_of(stream), n, quasi::FloatOut(r, a, b));
-}
-
-}  // extern "C"
+QOR_QUASI_ENTRIES(Niederr)

@@ -244,4 +244,23 @@ inline void start(const View &q, uint32_t dimension) {
 
 }  // namespace qor::random::quasi
 
+// The four registry entries of a quasi-random family, over the family's own
+// init_standard(stream, n, params) and view_of(stream).
+#define QOR_QUASI_ENTRIES(Name)                                                          \
+  extern "C" {                                                                           \
+  int __guxBRng##Name##InitStream(int method, GuxStream *stream, int n, const void *params) { \
+    if (method == GUX_INIT_STANDARD) return init_standard(stream, n, static_cast<const uint32_t *>(params)); \
+    return qor::random::quasi::split(view_of(stream), method, n, params);                \
+  }                                                                                      \
+  int __guxiBRng##Name(GuxStream *stream, int n, uint32_t *r) {                          \
+    return qor::random::quasi::generate(view_of(stream), n, qor::random::quasi::WordOut{r}); \
+  }                                                                                      \
+  int __guxdBRng##Name(GuxStream *stream, int n, double *r, double a, double b) {        \
+    return qor::random::quasi::generate(view_of(stream), n, qor::random::quasi::DoubleOut(r, a, b)); \
+  }                                                                                      \
+  int __guxsBRng##Name(GuxStream *stream, int n, float *r, float a, float b) {           \
+    return qor::random::quasi::generate(view_of(stream), n, qor::random::quasi::FloatOut(r, a, b)); \
+  }                                                                                      \
+  }
+
 #endif

@@ -128,18 +128,8 @@ QOR_INTERVAL2_LOG(dAtan2pi, 4.9e-324, 1.7e308, 4.9e-324, 1.7e308, 500000)
 }  // namespace
 }  // namespace qor::kernels
 
-using qor::bex::StandardEnv;
 using namespace qor::kernels;
-#define QOR_DATAN(entry, Desc, Pi, MACRO)      \
-  using entry##LA = Desc<Pi, 0>;               \
-  using entry##HA = Desc<Pi, 1>;               \
-  using entry##EP = Desc<Pi, 2>;               \
-  MACRO(entry, LA, entry##LA, StandardEnv)     \
-  MACRO(entry, HA, entry##HA, StandardEnv)     \
-  MACRO(entry, EP, entry##EP, StandardEnv)
-#define QOR_DATAN_UNARY(entry, tag, K, Env) QOR_UNARY_KERNELS(entry, tag, K, Env)
-#define QOR_DATAN_BINARY(entry, tag, K, Env) QOR_BINARY_KERNELS(entry, tag, K, K, Env)
-QOR_DATAN(dAtan, DAtan, false, QOR_DATAN_UNARY)
-QOR_DATAN(dAtanpi, DAtan, true, QOR_DATAN_UNARY)
-QOR_DATAN(dAtan2, DAtan2, false, QOR_DATAN_BINARY)
-QOR_DATAN(dAtan2pi, DAtan2, true, QOR_DATAN_BINARY)
+QOR_INVTRIG_TIERS(dAtan, DAtan, false, QOR_INVTRIG_UNARY)
+QOR_INVTRIG_TIERS(dAtanpi, DAtan, true, QOR_INVTRIG_UNARY)
+QOR_INVTRIG_TIERS(dAtan2, DAtan2, false, QOR_INVTRIG_BINARY)
+QOR_INVTRIG_TIERS(dAtan2pi, DAtan2, true, QOR_INVTRIG_BINARY)

@@ -263,4 +263,16 @@ template <class T> inline int domain_edges(T x, T *r) {
 
 }  // namespace qor::kernels::invtrig
 
+// The three tiers of an arctangent entry: Desc<Pi, tier> with tier 0, 1, 2 for
+// LA, HA, EP, defined through MACRO (QOR_INVTRIG_UNARY or QOR_INVTRIG_BINARY).
+#define QOR_INVTRIG_TIERS(entry, Desc, Pi, MACRO)                    \
+  using entry##LA = Desc<Pi, 0>;                                     \
+  using entry##HA = Desc<Pi, 1>;                                     \
+  using entry##EP = Desc<Pi, 2>;                                     \
+  MACRO(entry, LA, entry##LA, ::qor::bex::StandardEnv)               \
+  MACRO(entry, HA, entry##HA, ::qor::bex::StandardEnv)               \
+  MACRO(entry, EP, entry##EP, ::qor::bex::StandardEnv)
+#define QOR_INVTRIG_UNARY(entry, tag, K, Env) QOR_UNARY_KERNELS(entry, tag, K, Env)
+#define QOR_INVTRIG_BINARY(entry, tag, K, Env) QOR_BINARY_KERNELS(entry, tag, K, K, Env)
+
 #endif

@@ -152,18 +152,8 @@ QOR_INTERVAL2_LOG(sAtan2pi, 1e-45, 3.4e38, 1e-45, 3.4e38, 500000)
 }  // namespace
 }  // namespace qor::kernels
 
-using qor::bex::StandardEnv;
 using namespace qor::kernels;
-#define QOR_SATAN(entry, Desc, Pi, MACRO)              \
-  using entry##LA = Desc<Pi, 0>;                       \
-  using entry##HA = Desc<Pi, 1>;                       \
-  using entry##EP = Desc<Pi, 2>;                       \
-  MACRO(entry, LA, entry##LA, StandardEnv)             \
-  MACRO(entry, HA, entry##HA, StandardEnv)             \
-  MACRO(entry, EP, entry##EP, StandardEnv)
-#define QOR_SATAN_UNARY(entry, tag, K, Env) QOR_UNARY_KERNELS(entry, tag, K, Env)
-#define QOR_SATAN_BINARY(entry, tag, K, Env) QOR_BINARY_KERNELS(entry, tag, K, K, Env)
-QOR_SATAN(sAtan, SAtan, false, QOR_SATAN_UNARY)
-QOR_SATAN(sAtanpi, SAtan, true, QOR_SATAN_UNARY)
-QOR_SATAN(sAtan2, SAtan2, false, QOR_SATAN_BINARY)
-QOR_SATAN(sAtan2pi, SAtan2, true, QOR_SATAN_BINARY)
+QOR_INVTRIG_TIERS(sAtan, SAtan, false, QOR_INVTRIG_UNARY)
+QOR_INVTRIG_TIERS(sAtanpi, SAtan, true, QOR_INVTRIG_UNARY)
+QOR_INVTRIG_TIERS(sAtan2, SAtan2, false, QOR_INVTRIG_BINARY)
+QOR_INVTRIG_TIERS(sAtan2pi, SAtan2, true, QOR_INVTRIG_BINARY)
