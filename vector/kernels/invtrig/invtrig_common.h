@@ -235,7 +235,8 @@ template <bool Precise, size_t N> inline Two atan2_parts(vd2 y, vd2 x, const dou
 inline vl2 atan2_special(vd2 y, vd2 x) {
   const vd2 d = vmax(vabs(x), vabs(y));
   const vi4 w = words(d);
-  return from_high_words(above_u(w - 0x38100000, 0x47d00000 - 0x38100000 - 1)) | as<vl2>(unord(x, y));
+  return from_high_words(above_u(as<vi4>(as<vu4>(w) - 0x38100000u), 0x47d00000 - 0x38100000 - 1)) |
+         as<vl2>(unord(x, y));
 }
 
 // The edges of atan2 as C99 Annex F gives them, with pi/2, pi, pi/4 and 3pi/4
