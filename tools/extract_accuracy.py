@@ -1,12 +1,12 @@
 #!/usr/bin/env python3
-"""Collects the QOR_ACCURACY, QOR_INTERVAL(2)(_LOG) and QOR_KNOWN_MISS declarations of the kernel
+"""Collects the QOR_ACCURACY, QOR_INTERVAL(2)(_LOG), QOR_KNOWN_MISS and QOR_ABSOLUTE_BELOW declarations of the kernel
 sources into one X-macro file for the MPFR harness.
 
 Usage: extract_accuracy.py OUT.def SOURCE..."""
 import re
 import sys
 
-DECL = re.compile(r"^\s*(QOR_ACCURACY|QOR_INTERVAL|QOR_INTERVAL_LOG|QOR_INTERVAL2|QOR_INTERVAL2_LOG|QOR_KNOWN_MISS)\(([^)]*)\)\s*(//.*)?$")
+DECL = re.compile(r"^\s*(QOR_ACCURACY|QOR_INTERVAL|QOR_INTERVAL_LOG|QOR_INTERVAL2|QOR_INTERVAL2_LOG|QOR_KNOWN_MISS|QOR_ABSOLUTE_BELOW)\(([^)]*)\)\s*(//.*)?$")
 
 
 def main():

@@ -53,6 +53,10 @@ struct KnownMiss {
   Tier tier;
   double measured;  // ulp, or correct bits
 };
+struct AbsoluteRule {
+  const char *entry;
+  double below, unit;
+};
 
 #define QOR_ACCURACY(entry, tier, kind, bound)
 #define QOR_INTERVAL(entry, lo, hi, count)
@@ -60,6 +64,7 @@ struct KnownMiss {
 #define QOR_INTERVAL2(entry, alo, ahi, blo, bhi, count)
 #define QOR_INTERVAL2_LOG(entry, alo, ahi, blo, bhi, count)
 #define QOR_KNOWN_MISS(entry, tier, measured)
+#define QOR_ABSOLUTE_BELOW(entry, x, unit)
 #undef QOR_ACCURACY
 #define QOR_ACCURACY(entry, tier, kind, bound) {#entry, tier, kind, bound},
 const Decl kDecls[] = {
@@ -92,6 +97,20 @@ const KnownMiss kKnownMisses[] = {
 #include "accuracy.def"
     {nullptr, LA, 0},
 };
+#undef QOR_KNOWN_MISS
+#undef QOR_ABSOLUTE_BELOW
+#define QOR_KNOWN_MISS(entry, tier, measured)
+#define QOR_ABSOLUTE_BELOW(entry, x, unit) {#entry, x, unit},
+const AbsoluteRule kAbsoluteRules[] = {
+#include "accuracy.def"
+    {nullptr, 0, 0},
+};
+
+const AbsoluteRule *absolute_rule(const char *entry) {
+  for (const AbsoluteRule &a : kAbsoluteRules)
+    if (a.entry && strcmp(a.entry, entry) == 0) return &a;
+  return nullptr;
+}
 
 // A recorded miss of a kernel built as designed: the bound is not loosened,
 // the row shows MISS, and only an error beyond the recorded figure fails.
@@ -329,7 +348,7 @@ void run(const Decl &d, MpfrUnary ref_fn, const std::vector<const Interval *> &i
   using Strided = void (*)(int, const T *, int, T *, int);
   auto unit = (Unit)table_kernel(d.entry, d.tier);
   auto strided = (Strided)table_kernel(std::string(d.entry) + "I", d.tier);
-  const bool lgamma_neg = strcmp(d.entry + 1, "LGamma") == 0;
+  const AbsoluteRule *absolute = absolute_rule(d.entry);
   std::mt19937_64 rng(12345);
   mpfr_t x, y, tmp;
   mpfr_inits2(160, x, y, tmp, (mpfr_ptr)0);
@@ -346,11 +365,9 @@ void run(const Decl &d, MpfrUnary ref_fn, const std::vector<const Interval *> &i
       mpfr_set_d(x, (double)in[i], MPFR_RNDN);
       g_refs.eval(y, x, (double)in[i], ref_fn);
       double e = error_of<T>(out[i], y, d.kind, tmp);
-      if (lgamma_neg && in[i] < 0 && isfinite(out[i]) && e > 0 && !mpfr_inf_p(y)) {
-        // near its zeros for negative x, lgamma is judged by absolute error
-        // in units of 2^-52 (d) or 2^-23 (s); for BITS as if |lgamma| were 1
+      if (absolute && in[i] < absolute->below && isfinite(out[i]) && e > 0 && !mpfr_inf_p(y)) {
         const double ab = fabs((double)out[i] - mpfr_get_d(y, MPFR_RNDN));
-        e = std::min(e, d.kind == ULP ? ab / (sizeof(T) == 4 ? 0x1p-23 : 0x1p-52) : ab);
+        e = std::min(e, d.kind == ULP ? ab / absolute->unit : ab);
       }
       res.note(e, (double)in[i]);
     }

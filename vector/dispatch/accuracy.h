@@ -16,6 +16,10 @@
 //   QOR_KNOWN_MISS(entry, tier, measured)  the kernel, built as designed, misses
 //                                          its bound: the harness shows the row
 //                                          as MISS and fails beyond `measured`
+//   QOR_ABSOLUTE_BELOW(entry, x, unit)     below x, where the function has zeros,
+//                                          an error is also taken as absolute error
+//                                          in units of `unit` (ULP bounds; BITS bounds
+//                                          count it as relative to 1)
 #ifndef QOR_VECTOR_ACCURACY_H
 #define QOR_VECTOR_ACCURACY_H
 
@@ -25,5 +29,6 @@
 #define QOR_INTERVAL2(entry, alo, ahi, blo, bhi, count)
 #define QOR_INTERVAL2_LOG(entry, alo, ahi, blo, bhi, count)
 #define QOR_KNOWN_MISS(entry, tier, measured)
+#define QOR_ABSOLUTE_BELOW(entry, x, unit)
 
 #endif

@@ -92,6 +92,7 @@ using DLGamma = ScalarOnly<double, kDName, dlgamma_scalar>;
 QOR_ACCURACY(dLGamma, LA, ULP, 4.0)
 QOR_ACCURACY(dLGamma, HA, ULP, 1.0)
 QOR_ACCURACY(dLGamma, EP, BITS, 26)
+QOR_ABSOLUTE_BELOW(dLGamma, 0.0, 0x1p-52)  // the zeros of lgamma for negative x
 QOR_INTERVAL(dLGamma, 0.0, 20.0, 300000)
 QOR_INTERVAL_LOG(dLGamma, 4.9e-324, 2.6e305, 300000)  // every binade up to overflow
 QOR_INTERVAL(dLGamma, -40.0, 0.0, 300000)              // poles, zeros, the reflection seam at -32
@@ -104,6 +105,7 @@ QOR_INTERVAL(dLGamma, -1e15, -30.0, 5000)
 QOR_ACCURACY(sLGamma, LA, ULP, 4.0)
 QOR_ACCURACY(sLGamma, HA, ULP, 1.0)
 QOR_ACCURACY(sLGamma, EP, BITS, 11)
+QOR_ABSOLUTE_BELOW(sLGamma, 0.0, 0x1p-23)
 QOR_INTERVAL(sLGamma, 0.0, 20.0, 300000)
 QOR_INTERVAL_LOG(sLGamma, 1.4e-45, 3.4e38, 300000)
 QOR_INTERVAL(sLGamma, -40.0, 0.0, 300000)
