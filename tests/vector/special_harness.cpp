@@ -6,10 +6,12 @@
 //   QOR_SPECIAL_POWX(sPowx, -2.0f, 3.0f, -8.0f, 0) an array and a scalar exponent
 //   QOR_SPECIAL_TWO(dSinCos, INFINITY, NAN, NAN, 1) two results: SinCos (sin, cos),
 //                                                  CIS (real, imaginary)
+//   QOR_SPECIAL_PAD(sAcosh, 1.75)                  the other elements' value where
+//                                                  0.75 is outside the domain
 //
 // Every row runs in every slot of the entry, unit and strided, at the head of
-// a block, inside it and in the tail, among pad values (0.75, harmless in every
-// family). Checked: the result bit for bit (an expected NaN means any quiet
+// a block, inside it and in the tail, among pad values (0.75 unless the
+// entry's rows name another). Checked: the result bit for bit (an expected NaN means any quiet
 // NaN), the neighbours untouched by the special lane, one callback record with
 // the status, index, input and result and the name "v<entry>", the thread
 // status, errno without a callback, and that ERRMODE_NOERR changes neither the
@@ -42,6 +44,7 @@ struct Row {
   {#entry, 3, (double)(a), (double)(b), (double)(expected), 0.0, status, #a ", " #b},
 #define QOR_SPECIAL_TWO(entry, a, expected, expected2, status) \
   {#entry, 4, (double)(a), 0.0, (double)(expected), (double)(expected2), status, #a},
+#define QOR_SPECIAL_PAD(entry, pad)
 const Row kRows[] = {
 #include "special_rows.inc"
 };
@@ -49,9 +52,32 @@ const Row kRows[] = {
 constexpr int kN = 37;                       // a block of up to 32 and a tail
 constexpr int kPositions[] = {0, 13, kN - 2};  // block head, block middle, tail
 constexpr double kPad = 0.75;
-// The pad of the other elements: 0.75 is inside every domain but that of
-// Acosh, which starts at 1.
-double pad_of(const char *entry) { return strstr(entry, "Acosh") ? 1.75 : kPad; }
+
+// The value of a row's other elements: 0.75, or what the entry's rows declare
+// with QOR_SPECIAL_PAD(entry, pad) where 0.75 lies outside its domain.
+struct Pad {
+  const char *entry;
+  double pad;
+};
+#undef QOR_SPECIAL
+#undef QOR_SPECIAL2
+#undef QOR_SPECIAL_POWX
+#undef QOR_SPECIAL_TWO
+#undef QOR_SPECIAL_PAD
+#define QOR_SPECIAL(entry, a, expected, status)
+#define QOR_SPECIAL2(entry, a, b, expected, status)
+#define QOR_SPECIAL_POWX(entry, a, b, expected, status)
+#define QOR_SPECIAL_TWO(entry, a, expected, expected2, status)
+#define QOR_SPECIAL_PAD(entry, pad) {#entry, pad},
+const Pad kPads[] = {
+#include "special_rows.inc"
+    {nullptr, 0},
+};
+double pad_of(const char *entry) {
+  for (const Pad &p : kPads)
+    if (p.entry && strcmp(p.entry, entry) == 0) return p.pad;
+  return kPad;
+}
 
 struct Record {
   int code, index;
