@@ -14,6 +14,11 @@ namespace qor::kernels::hyp {
 
 using namespace qor::simd;
 
+// f applied to the four lanes in double, two at a time, narrowed once.
+template <class F> inline vf4 in_double(vf4 a, F f) { return narrow(f(low_pair(a)), f(high_pair(a))); }
+// v with the sign bit of the lanes whose bits are ix OR-ed in.
+inline vf4 with_sign(vf4 v, vi4 ix) { return as<vf4>(as<vi4>(v) | (ix & (int32_t)0x80000000)); }
+
 // e^a for 0 <= a <= 700, to about 2e-16 relative: k = round(64 a / ln 2),
 // q = a - k ln2/64 in two parts, e^q by degree 6, the row 2^(j/64) and the
 // exponent added as an integer.

@@ -52,7 +52,7 @@ template <bool kAcosh> struct SInvHyperbolicEP {
     }
     const vf4 arg = select(big, a, 1.0f + u);
     const vf4 ln = hyp::log_float(arg, u, kLogEP) + select(big, vf4{} + 0.693147182f, vf4{});
-    return kAcosh ? ln : as<vf4>(as<vi4>(ln) | (ix & (int32_t)0x80000000));
+    return kAcosh ? ln : hyp::with_sign(ln, ix);
   }
   static int scalar(const float *a, float *r) { return scalar_edges<kAcosh>(a, r); }
 };
@@ -75,8 +75,8 @@ template <bool kAcosh, int kTerms> struct SInvHyperbolicWide {
     bad = special<kAcosh>(x);
     const vi4 ix = as<vi4>(x);
     const vf4 a = kAcosh ? select(bad, vf4{} + 1.0f, x) : as<vf4>(ix & 0x7fffffff & ~bad);
-    const vf4 v = narrow(half(low_pair(a)), half(high_pair(a)));
-    return kAcosh ? v : as<vf4>(as<vi4>(v) | (ix & (int32_t)0x80000000));
+    const vf4 v = hyp::in_double(a, half);
+    return kAcosh ? v : hyp::with_sign(v, ix);
   }
   static int scalar(const float *a, float *r) { return scalar_edges<kAcosh>(a, r); }
 };

@@ -39,7 +39,7 @@ template <int kTerms, const float (&kC)[kTerms]> struct SAtanhFloat {
     bad = mag >= 0x3f800000;
     const vf4 a = as<vf4>(mag & ~bad);
     const vf4 v = 0.5f * hyp::log1p_float((a + a) / (1.0f - a), kC);
-    return as<vf4>(as<vi4>(v) | (ix & (int32_t)0x80000000));
+    return hyp::with_sign(v, ix);
   }
   static int scalar(const float *a, float *r) { return atanh_scalar(a, r); }
 };
@@ -55,8 +55,8 @@ struct SAtanhHA {
     const vi4 ix = as<vi4>(x), mag = ix & 0x7fffffff;
     bad = mag >= 0x3f800000;
     const vf4 a = as<vf4>(mag & ~bad);
-    const vf4 v = narrow(half(low_pair(a)), half(high_pair(a)));
-    return as<vf4>(as<vi4>(v) | (ix & (int32_t)0x80000000));
+    const vf4 v = hyp::in_double(a, half);
+    return hyp::with_sign(v, ix);
   }
   static int scalar(const float *a, float *r) { return atanh_scalar(a, r); }
 };

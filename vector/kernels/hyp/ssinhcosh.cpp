@@ -98,8 +98,8 @@ template <bool kSinh> struct SHyperbolicHA {
     const vi4 ix = as<vi4>(x);
     bad = (ix & 0x7fffffff) > kLaneBound;
     const vf4 a = as<vf4>(ix & 0x7fffffff & ~bad);  // flagged lanes compute at 0
-    const vf4 v = narrow(half(low_pair(a)), half(high_pair(a)));
-    return kSinh ? as<vf4>(as<vi4>(v) | (ix & (int32_t)0x80000000)) : v;
+    const vf4 v = hyp::in_double(a, half);
+    return kSinh ? hyp::with_sign(v, ix) : v;
   }
   static int scalar(const float *a, float *r) { return hyperbolic_scalar<kSinh>(a, r); }
 };

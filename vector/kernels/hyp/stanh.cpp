@@ -51,7 +51,7 @@ struct STanhTable {
     store(row, off);
     const vf4 a = as<vf4>(mag);
     const vf4 v = narrow(cubic(low_pair(a), row[0], row[1]), cubic(high_pair(a), row[2], row[3]));
-    return as<vf4>(as<vi4>(v) | (ix & (int32_t)0x80000000));
+    return hyp::with_sign(v, ix);
   }
   static int scalar(const float *a, float *r) { return tanh_scalar(a, r); }
 };
@@ -76,8 +76,8 @@ struct STanhHA {
     const vi4 ix = as<vi4>(x), mag = ix & 0x7fffffff;
     bad = mag > 0x7f7fffff;  // NaN and infinity
     const vf4 a = as<vf4>(select(mag > 0x41a00000, vi4{} + 0x41a00000, mag));  // |x| capped at 20
-    const vf4 v = narrow(half(low_pair(a)), half(high_pair(a)));
-    return as<vf4>(as<vi4>(v) | (ix & (int32_t)0x80000000));
+    const vf4 v = hyp::in_double(a, half);
+    return hyp::with_sign(v, ix);
   }
   static int scalar(const float *a, float *r) { return tanh_scalar(a, r); }
 };
