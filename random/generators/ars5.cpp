@@ -94,6 +94,10 @@ void skip_past_buffer(ArsState &s, uint64_t lo, uint64_t hi, uint32_t r_low) {
 }  // namespace
 }  // namespace qor::random::aes_path
 
+namespace qor::random {
+bool state_usable_ARS5(const GuxStream *stream) { return state_of<aes_path::ArsState>(stream)->buffered <= 4; }
+}  // namespace qor::random
+
 using namespace qor::random;
 using namespace qor::random::aes_path;
 

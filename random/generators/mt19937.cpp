@@ -105,6 +105,8 @@ int skip_ahead(GuxStream *stream, uint64_t nskip) {
 }
 
 }  // namespace
+
+bool state_usable_MT19937(const GuxStream *stream) { return state_of<Mt19937State>(stream)->index <= kN; }
 }  // namespace qor::random
 
 using namespace qor::random;

@@ -30,6 +30,8 @@ void generate(GuxStream *stream, int n, const Out &out) {
 }
 
 }  // namespace
+
+bool state_usable_MT2203(const GuxStream *stream) { return state_of<Mt2203State>(stream)->index <= kN; }
 }  // namespace qor::random
 
 using namespace qor::random;

@@ -184,6 +184,15 @@ int init_standard(GuxStream *stream, int n, const uint32_t *params) {
 }
 
 }  // namespace
+
+bool state_usable_Niederr(const GuxStream *stream) {
+  const NiederrState &st = *state_of<NiederrState>(stream);
+  const int32_t chunk = chunk_size(stream, kChunkTable);
+  const int64_t pitch = padded(st.head.dimension);
+  if (!quasi::head_usable(st.head)) return false;
+  if (chunk >= 0) return chunk >= 4 * (quasi::kBits + 1) * pitch;
+  return st.head.dimension <= kBuiltInDimensions;
+}
 }  // namespace qor::random
 
 using namespace qor::random;

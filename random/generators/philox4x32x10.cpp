@@ -151,6 +151,8 @@ void skip_past_buffer(PhiloxState &s, uint64_t lo, uint64_t hi, uint32_t r_low) 
 }
 
 }  // namespace
+
+bool state_usable_PHILOX4X32X10(const GuxStream *stream) { return state_of<PhiloxState>(stream)->buffered <= 4; }
 }  // namespace qor::random
 
 using namespace qor::random;

@@ -43,6 +43,12 @@ struct View {
   int width;           // dimension rounded up to a multiple of four
 };
 
+// A head read from an image addresses only the point it describes.
+inline bool head_usable(const Head &h) {
+  return h.dimension >= 1 && h.position < h.dimension &&
+         (h.leapfrogDim == kAllCoordinates || h.leapfrogDim < h.dimension);
+}
+
 inline int padded(uint32_t dimension) { return (int)((dimension + 3) & ~3u); }
 
 // The bit that changes in gray(k) when k moves to k + 1: the lowest zero bit of k.

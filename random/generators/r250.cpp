@@ -52,6 +52,12 @@ void generate_real(R250State &s, int n, T *r, const Map &map) {
 }
 
 }  // namespace
+
+// The block path takes the second tap to be 103 places after the first.
+bool state_usable_R250(const GuxStream *stream) {
+  const R250State &s = *state_of<R250State>(stream);
+  return s.i >= 0 && s.i < kLong && s.j == (s.i + kShort) % kLong;
+}
 }  // namespace qor::random
 
 using namespace qor::random;

@@ -291,6 +291,11 @@ int skip_ahead(GuxStream *stream, uint64_t nskip) {
 }
 
 }  // namespace
+
+bool state_usable_SFMT19937(const GuxStream *stream) {
+  const SfmtState &s = *state_of<SfmtState>(stream);
+  return s.index <= (uint32_t)kN32 && s.index % 4 == 0 && s.tailPos <= s.tailEnd && s.tailEnd <= 3;
+}
 }  // namespace qor::random
 
 using namespace qor::random;

@@ -218,6 +218,15 @@ int init_standard(GuxStream *stream, int n, const uint32_t *params) {
 }
 
 }  // namespace
+
+bool state_usable_Sobol(const GuxStream *stream) {
+  const SobolState &st = *state_of<SobolState>(stream);
+  const int32_t table = chunk_size(stream, kChunkTable), point = chunk_size(stream, kChunkPoint);
+  const int64_t pitch = padded(st.head.dimension);
+  if (!quasi::head_usable(st.head)) return false;
+  if (table >= 0 && point >= 0) return table >= 4 * quasi::kBits * pitch && point >= 4 * pitch;
+  return st.head.dimension <= kBuiltInDimensions;
+}
 }  // namespace qor::random
 
 using namespace qor::random;

@@ -172,6 +172,19 @@ int create(GuxStream **streamOut, int id, int n, const void *const *params) {
 
 }  // namespace
 
+// The addresses of an abstract stream's buffer and callback are meaningful
+// only in the process that made it; what can be checked are the positions.
+namespace qor::random {
+template <class State>
+static bool positions_usable(const GuxStream *stream) {
+  const State &st = *state_of<State>(stream);
+  return st.size > 0 && st.readPos >= 0 && st.readPos < st.size && st.freeCount >= 0 && st.freeCount <= st.size;
+}
+bool state_usable_iAbstract(const GuxStream *stream) { return positions_usable<IAbstractState>(stream); }
+bool state_usable_dAbstract(const GuxStream *stream) { return positions_usable<DAbstractState>(stream); }
+bool state_usable_sAbstract(const GuxStream *stream) { return positions_usable<SAbstractState>(stream); }
+}  // namespace qor::random
+
 extern "C" {
 
 // One stub per signature (hidden), each exported under two names.

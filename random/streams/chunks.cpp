@@ -7,6 +7,12 @@
 
 namespace qor::random {
 
+int32_t chunk_size(const GuxStream *stream, int chunkId) {
+  for (const StreamChunk *c = stream->chunks; c; c = c->next)
+    if (c->chunkId == chunkId) return c->size;
+  return -1;
+}
+
 void release_chunk(StreamChunk *node) {
   if (!id_is_zero(node->sharedId) && shared_entry_exists(node->sharedId)) {
     // The entry may vanish between the search and this step; unregistering

@@ -126,6 +126,7 @@ int load(GuxStream **streamOut, Source &src, Medium medium) {
   if (status >= 0 && h.brngId == GUX_BRNG_TRNG && !__guxCPUisRDRAND()) status = GUX_STATUS_NO_RDRAND;
   if (status >= 0 && h.brngId == GUX_BRNG_ARS5 && !__guxCPUisAES()) status = GUX_STATUS_NO_AES;
   if (status >= 0 && h.chunkCount > 0) status = read_chunks(stream, src, medium, h);
+  if (status >= 0 && !state_is_usable(stream, *row)) status = badFormat;
 
   if (status < 0) {
     __guxDeleteStream(&stream);

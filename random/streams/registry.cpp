@@ -62,6 +62,18 @@ namespace qor::random {
 
 bool row_is_creatable(const BrngProperties &row) { return row.initStream != nullptr; }
 
+bool state_is_usable(const GuxStream *stream, const BrngProperties &row) {
+  // The families' checks in the order of their rows in __RegBrngsNew; a row
+  // of either table belongs to the family whose generator it runs.
+  static bool (*const checks[])(const GuxStream *) = {
+#define FAMILY(F, ...) state_usable_##F,
+#include "random/streams/brng_families.def"
+#undef FAMILY
+  };
+  for (int k = 0; k < (int)(sizeof checks / sizeof *checks); ++k)
+    if (row.initStream == __RegBrngsNew[k].initStream) return !checks[k] || checks[k](stream);
+  return true;
+}
 bool row_is_pending(const BrngProperties &row) {
   return row.stateSize != 0 && row.initStream == nullptr;
 }

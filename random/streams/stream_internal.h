@@ -60,6 +60,20 @@ int shared_count_unlocked();
 
 // Frees one chunk node, dropping its shared reference or its private data.
 void release_chunk(StreamChunk *node);
+// The size of the first chunk of the id in the stream's list, or -1.
+int32_t chunk_size(const GuxStream *stream, int chunkId);
+
+// A family's check of a state read from an image, run once its chunks are in:
+// true when every field the generator addresses its state or its chunks with
+// (indices, counts, dimensions) is in range, so that no image can make a
+// later draw read or write outside the stream. A family whose every bit
+// pattern is a usable state defines none; its weak reference is then null.
+#define FAMILY(F, ...) bool state_usable_##F(const GuxStream *stream) __attribute__((weak));
+#include "random/streams/brng_families.def"
+#undef FAMILY
+// The check of the family whose generator the row runs; true for rows of
+// generators the caller registered, whose states are theirs to vouch for.
+bool state_is_usable(const GuxStream *stream, const BrngProperties &row);
 
 }  // namespace qor::random
 
