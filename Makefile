@@ -6,7 +6,7 @@ TSAN_DIR ?= build-tsan
 JOBS     ?= $(shell nproc)
 CMAKE_ARGS ?= -G Ninja -DCMAKE_BUILD_TYPE=Release
 
-.PHONY: deps configure build demo test accuracy bench asan tsan coverage clean
+.PHONY: deps configure build demo test accuracy bench asan tsan coverage install clean
 
 deps:
 	@./tools/install-deps.sh
@@ -30,6 +30,11 @@ accuracy: build
 
 bench: build
 	@for b in $(BUILD)/bench/bench_*; do [ -x "$$b" ] && { echo "== $$b"; $$b; }; done; for p in bench/*.py; do [ -f "$$p" ] && { echo "== $$p"; /usr/bin/python3 $$p $(BUILD); }; done; true
+
+# The libraries, headers, pkg-config file and CMake package under PREFIX.
+PREFIX ?= /usr/local
+install: build
+	cmake --install $(BUILD) --prefix $(PREFIX)
 
 coverage: build
 	@python3 tools/coverage.py $(BUILD)
