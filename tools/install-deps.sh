@@ -6,7 +6,7 @@ pkgs=(g++ cmake ninja-build pkg-config binutils python3 python3-mpmath
       libgtest-dev libgmock-dev libbenchmark-dev
       libmpfr-dev libgmp-dev libsleef-dev libgsl-dev libopenblas-dev liblapack-dev
       libboost-dev librandom123-dev libmpc-dev python3-numpy python3-scipy
-      libopenmpi-dev openmpi-bin python3-matplotlib dpkg-dev)
+      libopenmpi-dev openmpi-bin python3-matplotlib)
 missing=()
 for p in "${pkgs[@]}"; do
   dpkg -s "$p" >/dev/null 2>&1 || missing+=("$p")
