@@ -6,7 +6,7 @@ TSAN_DIR ?= build-tsan
 JOBS     ?= $(shell nproc)
 CMAKE_ARGS ?= -G Ninja -DCMAKE_BUILD_TYPE=Release
 
-.PHONY: deps configure build demo test accuracy bench asan tsan coverage install clean
+.PHONY: deps configure build demo test accuracy bench docs asan tsan coverage install clean
 
 deps:
 	@./tools/install-deps.sh
@@ -23,13 +23,21 @@ demo: build
 test: build
 	cd $(BUILD) && ctest --output-on-failure -j $(JOBS)
 
+# accuracy and bench keep their output in $(BUILD)/reports for `make docs`.
 accuracy: build
-	./$(BUILD)/tests/vector/qor_accuracy --long
+	@mkdir -p $(BUILD)/reports
+	./$(BUILD)/tests/vector/qor_accuracy --long | tee $(BUILD)/reports/accuracy.txt
 	./$(BUILD)/tests/vector_arith/qor_arith_exhaustive
 	./$(BUILD)/tests/safety/qor_safety --full
 
 bench: build
-	@for b in $(BUILD)/bench/bench_*; do [ -x "$$b" ] && { echo "== $$b"; $$b; }; done; for p in bench/*.py; do [ -f "$$p" ] && { echo "== $$p"; /usr/bin/python3 $$p $(BUILD); }; done; true
+	@mkdir -p $(BUILD)/reports
+	@{ for b in $(BUILD)/bench/bench_*; do [ -x "$$b" ] && { echo "== $$b"; $$b; }; done; for p in bench/*.py; do [ -f "$$p" ] && { echo "== $$p"; /usr/bin/python3 $$p $(BUILD); }; done; true; } | tee $(BUILD)/reports/bench.txt
+
+# The reference pages and plots in docs/, from the sources and the latest
+# reports of `make accuracy` and `make bench` (kept in docs/data).
+docs: build
+	/usr/bin/python3 tools/gen_docs.py --build $(BUILD) --plots
 
 # The libraries, headers, pkg-config file and CMake package under PREFIX.
 PREFIX ?= /usr/local
