@@ -19,27 +19,19 @@
 // parts reports overflow (3) with the element's two parts in the record.
 #include "vector/dispatch/accuracy.h"
 #include "vector/kernels/arith/bitops.h"
+#include "vector/kernels/complex/complex_parts.h"
 #include "vector/kernels/root/root_common.h"
 
 namespace qor::kernels {
 namespace {
 
 using namespace bits;
+using complex_parts::deinterleave;
 using qor::bex::SavedEnv;
 using qor::bex::StandardEnv;
 using qor::bex::strided_index;
 using root::above_u;
 using root::rsqrt_approx;
-
-// The parts of two vectors of interleaved elements.
-inline void deinterleave(vf4 v0, vf4 v1, vf4 &re, vf4 &im) {
-  re = as<vf4>(_mm_shuffle_ps(as<__m128>(v0), as<__m128>(v1), 0x88));
-  im = as<vf4>(_mm_shuffle_ps(as<__m128>(v0), as<__m128>(v1), 0xdd));
-}
-inline void deinterleave(vd2 v0, vd2 v1, vd2 &re, vd2 &im) {
-  re = as<vd2>(_mm_unpacklo_pd(as<__m128d>(v0), as<__m128d>(v1)));
-  im = as<vd2>(_mm_unpackhi_pd(as<__m128d>(v0), as<__m128d>(v1)));
-}
 
 // The larger magnitude's bits (high words for double), as signed lanes.
 inline vi4 larger(vi4 a, vi4 b) {

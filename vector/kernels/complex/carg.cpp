@@ -7,6 +7,7 @@
 // reports: the argument is finite or NaN.
 #include "vector/dispatch/accuracy.h"
 #include "vector/dispatch/kernel_defs.h"
+#include "vector/kernels/complex/complex_parts.h"
 
 #define QOR_ATAN2_KERNEL(T, entry, tier) extern "C" void qor_k_##entry##_##tier(int, const T *, const T *, T *);
 QOR_ATAN2_KERNEL(float, sAtan2, LA)
@@ -30,7 +31,7 @@ template <class T, Atan2Kernel<T> Atan2> void arg_unit(int n, const T *a, T *r) 
   alignas(16) T y[kChunk], x[kChunk];
   for (int i = 0; i < n; i += kChunk) {
     const int m = n - i < kChunk ? n - i : kChunk;
-    for (int j = 0; j < m; ++j) x[j] = get(a + 2 * (i + j)), y[j] = get(a + 2 * (i + j) + 1);
+    complex_parts::split_parts(m, a + 2 * i, x, y);
     Atan2(m, y, x, r + i);  // r[i + j] lies below a[2 i]: no input of a later chunk is overwritten
   }
 }
