@@ -3,12 +3,13 @@
 //
 // Below 16 trials every trial is drawn: one double uniform, a linear search in
 // the cumulative probabilities. From 16 on most trials come in bulk: the row
-// starts as independent Poisson counts of means p[j] t, t a little below
-// ntrial. Given their sum S, such counts are multinomial of S trials, so the
-// row is finished exactly by adding ntrial - S single trials when S is short,
-// and, when S is over, by taking out S - ntrial counts one by one, each a
-// uniformly chosen one of those left: a uniform subset of ntrial of S
-// multinomial trials is multinomial of ntrial trials.
+// takes independent Poisson counts of means p[j] t, t a little below the r
+// trials left. Given their sum S, such counts are multinomial of S trials, so
+// the row is finished exactly by r - S more trials when S is short (again in
+// bulk while many are left, then one by one), and, when S is over, by taking
+// out S - r of the new counts one at a time, each a uniformly chosen one of
+// those left: a uniform subset of r of S multinomial trials is multinomial of
+// r trials.
 #include "core/qor_core.h"
 #include "random/distributions/poissonv.h"
 
@@ -79,45 +80,82 @@ int rows_direct(GuxStream *stream, int n, int32_t *r, int ntrial, int k, const d
   return GUX_STATUS_OK;
 }
 
+// The trials left[i] of each row i < rows, one by one, with uniforms fetched
+// for many rows at once.
+int finish_rows(GuxStream *stream, int rows, int32_t *block, const int *left, int k, const double *cdf) {
+  double u[kBlock];
+  int have = 0, pos = 0;
+  for (int i = 0; i < rows; ++i)
+    for (int t = 0; t < left[i]; ++t) {
+      if (pos == have) {
+        int want = 0;  // what the rows from here still need, up to a block
+        for (int j = i; j < rows && want < kBlock; ++j) want += j == i ? left[i] - t : left[j];
+        have = want < kBlock ? want : kBlock, pos = 0;
+        const int status = uniform(stream, have, u, 0.0, 1.0);
+        if (status < 0) return status;
+      }
+      ++block[(size_t)i * k + category(u[pos++], cdf, k)];
+    }
+  return GUX_STATUS_OK;
+}
+
+// The bulk mean for r trials left: t = r - 2 sqrt(r), so that the Poisson sum
+// passes r in about 2% of rows, and the trials left after it are about
+// 2 sqrt(r). 0 when single trials are cheaper: fewer than 16, or fewer than
+// there are categories.
+double bulk_mean(int left, int k) {
+  if (left < kDirectBelow || left < k) return 0.0;
+  return left - 2.0 * __guxdSqrt(left);
+}
+
+// Rows from 16 trials on, a block of rows at a time: rounds of Poisson counts
+// (one PoissonV call per round for the rows still in bulk) until every row
+// has few trials left, then those as single trials.
 int rows_bulk(GuxStream *stream, int n, int32_t *r, int ntrial, int k, const double *q, const double *cdf) {
-  // The bulk mean: t = ntrial - k when sqrt(ntrial) >= k, else
-  // ntrial - w - sqrt(k - w), w = sqrt(ntrial).
-  double w = ntrial;
-  apply(Fn::Sqrt, 1, &w);
-  double t = ntrial - k;
-  if (w < k) {
-    double v = k - w;
-    apply(Fn::Sqrt, 1, &v);
-    t = ntrial - w - v;
-  }
-  if (t <= 0) return rows_direct(stream, n, r, ntrial, k, cdf);
-  // Means for a block of whole rows, repeated row after row.
+  memset(r, 0, sizeof(int32_t) * (size_t)n * (size_t)k);
   const int per = k < kBlock ? kBlock / k : 1;
   const int rows_max = n < per ? n : per;
-  double *lambda = static_cast<double *>(qor_serv_allocate(sizeof(double) * (size_t)rows_max * k, 128));
-  if (!lambda) return GUX_STATUS_NO_MEMORY;
-  for (int i = 0; i < rows_max; ++i)
-    for (int j = 0; j < k; ++j) lambda[i * k + j] = q[j] * t;
+  const size_t cells = (size_t)rows_max * k;
+  // Means and counts of a round, the trials left and the bulk rows' indices.
+  void *work = qor_serv_allocate(cells * (sizeof(double) + sizeof(int32_t)) + 2 * sizeof(int) * rows_max, 128);
+  if (!work) return GUX_STATUS_NO_MEMORY;
+  double *lambda = static_cast<double *>(work);
+  int32_t *round = reinterpret_cast<int32_t *>(lambda + cells);
+  int *left = reinterpret_cast<int *>(round + cells), *active = left + rows_max;
   int status = GUX_STATUS_OK;
   for (int row = 0; row < n && status >= 0; row += rows_max) {
     const int rows = n - row < rows_max ? n - row : rows_max;
     int32_t *block = r + (size_t)row * k;
-    // Blocks of at most kBlock means (one row may be longer).
-    for (int done = 0; done < rows * k && status >= 0; done += kBlock) {
-      const int m = rows * k - done < kBlock ? rows * k - done : kBlock;
-      status = poissonv(stream, m, block + done, lambda + done);
+    for (int i = 0; i < rows; ++i) left[i] = ntrial;
+    for (;;) {
+      int na = 0;
+      for (int i = 0; i < rows; ++i) {
+        const double t = bulk_mean(left[i], k);
+        if (t <= 0.0) continue;
+        for (int j = 0; j < k; ++j) lambda[(size_t)na * k + j] = q[j] * t;
+        active[na++] = i;
+      }
+      if (na == 0) break;
+      for (size_t done = 0; done < (size_t)na * k && status >= 0; done += kBlock) {
+        const size_t m = (size_t)na * k - done < (size_t)kBlock ? (size_t)na * k - done : (size_t)kBlock;
+        status = poissonv(stream, (int)m, round + done, lambda + done);
+      }
+      for (int a = 0; a < na && status >= 0; ++a) {
+        int32_t *counts = round + (size_t)a * k, *out = block + (size_t)active[a] * k;
+        int64_t sum = 0;
+        for (int j = 0; j < k; ++j) sum += counts[j];
+        if (sum > left[active[a]]) {
+          status = remove_trials(stream, (int)(sum - left[active[a]]), counts, sum);
+          sum = left[active[a]];
+        }
+        for (int j = 0; j < k; ++j) out[j] += counts[j];
+        left[active[a]] -= (int)sum;
+      }
+      if (status < 0) break;
     }
-    for (int i = 0; i < rows && status >= 0; ++i) {
-      int32_t *counts = block + (size_t)i * k;
-      int64_t sum = 0;
-      for (int j = 0; j < k; ++j) sum += counts[j];
-      if (sum <= ntrial)
-        status = add_trials(stream, (int)(ntrial - sum), counts, cdf, k);
-      else
-        status = remove_trials(stream, (int)(sum - ntrial), counts, sum);
-    }
+    if (status >= 0) status = finish_rows(stream, rows, block, left, k, cdf);
   }
-  qor_serv_deallocate(lambda);
+  qor_serv_deallocate(work);
   return status;
 }
 

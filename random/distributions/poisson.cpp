@@ -17,6 +17,7 @@ constexpr int kBlock = 1024;
 constexpr double kTableTop = 27.0;
 constexpr int kTableLength = 128;  // enough for every lambda below 27
 constexpr int kPoissonChunk = 3;
+constexpr int kNear = 20;  // ratios to the mode's probability kept in the set-up
 
 // The set-up of a lambda: its cumulative table below 27, its PTPE constants
 // from 27 on. The record is a plain block so that it saves with the stream.
@@ -27,6 +28,7 @@ struct Setup {
   // weights, the tail rates, and the pieces of the log ratio ln f(y)/f(M).
   double mode, p1, xm, xl, xr, c, lam_l, lam_r, p2, p3, p4;
   double log_lambda_f1, stirling_f1;
+  double near[2 * kNear + 1];  // f(M + d) / f(M), |d| <= kNear
   double cdf[kTableLength];
 };
 
@@ -71,6 +73,12 @@ void build(Setup *s, double lambda) {
   s->p4 = s->p3 + s->c / s->lam_r;
   s->log_lambda_f1 = __guxdLn(lambda / (mode + 1.0)) + 1.0;
   s->stirling_f1 = stirling_tail(mode + 1.0);
+  // The ratios by the recurrence f(k+1)/f(k) = lambda/(k+1), outwards from M.
+  s->near[kNear] = 1.0;
+  for (int d = 1; d <= kNear; ++d) {
+    s->near[kNear + d] = s->near[kNear + d - 1] * lambda / (mode + d);
+    s->near[kNear - d] = s->near[kNear - d + 1] * (mode - d + 1) / lambda;
+  }
 }
 
 // The stream's set-up for lambda: kept if its key matches, else rebuilt in
@@ -123,19 +131,11 @@ int table(GuxStream *stream, int n, int32_t *r, const Setup &s) {
   return GUX_STATUS_OK;
 }
 
-// Acceptance of y with v on the scale f(M) = 1: the product of the ratios
-// near the mode, the Stirling form of ln f(y)/f(M) farther out.
+// Acceptance of y with v on the scale f(M) = 1: the set-up's ratios near the
+// mode, the Stirling form of ln f(y)/f(M) farther out.
 bool accept(const Setup &s, double y, double v) {
   const double d = y - s.mode;
-  if (d >= -20.0 && d <= 20.0) {
-    double f = 1.0;
-    if (d > 0) {
-      for (double i = s.mode + 1.0; i <= y; i += 1.0) f *= s.lambda / i;
-    } else {
-      for (double i = y + 1.0; i <= s.mode; i += 1.0) f *= i / s.lambda;
-    }
-    return v <= f;
-  }
+  if (d >= -kNear && d <= kNear) return v <= s.near[kNear + (int)d];
   // ln f(y)/f(M) = d (ln(lambda/(M+1)) + 1) - (y + 1/2) ln((y+1)/(M+1))
   //              + s(M+1) - s(y+1), s the Stirling tail 1/12x - 1/360x^3.
   const double x1 = y + 1.0;

@@ -11,7 +11,25 @@ namespace {
 constexpr int kBlock = 1024;
 constexpr float kInvSqrt2 = 0x1.6a09e6p-1f;
 
-int block(GuxStream *stream, int m, int32_t *r, const double *lambda) {
+// The factors of the last means seen, by a hash of their bits: callers such
+// as Multinomial repeat a few means many times.
+struct FactorCache {
+  static constexpr int kSize = 16;
+  double key[kSize];
+  NormalFactors value[kSize];
+  FactorCache() {
+    for (double &k : key) k = -1.0;
+  }
+  const NormalFactors &get(double lambda) {
+    uint64_t bits;
+    memcpy(&bits, &lambda, 8);
+    const int slot = (int)((bits * 0x9e3779b97f4a7c15ull) >> 60);
+    if (!(key[slot] == lambda)) key[slot] = lambda, value[slot] = normal_factors(lambda);
+    return value[slot];
+  }
+};
+
+int block(GuxStream *stream, int m, int32_t *r, const double *lambda, FactorCache &cache) {
   float g[kBlock], e[kBlock];
   double p0[kBlock];
   int small[kBlock];
@@ -25,7 +43,7 @@ int block(GuxStream *stream, int m, int32_t *r, const double *lambda) {
       ++ns;
       continue;
     }
-    const NormalFactors f = normal_factors(lam);
+    const NormalFactors &f = cache.get(lam);
     r[i] = normal_count(g[i] * f.b + f.a, f);
   }
   if (ns == 0) return status;
@@ -50,9 +68,10 @@ int block(GuxStream *stream, int m, int32_t *r, const double *lambda) {
 
 int poissonv(GuxStream *stream, int n, int32_t *r, const double *lambda) {
   int status = GUX_STATUS_OK;
+  FactorCache cache;
   for (int done = 0; done < n; done += kBlock) {
     const int m = n - done < kBlock ? n - done : kBlock;
-    status = block(stream, m, r + done, lambda + done);
+    status = block(stream, m, r + done, lambda + done, cache);
     if (status < 0) return status;
   }
   return status;
