@@ -249,6 +249,35 @@ TEST(PoissonDist, MultinomialMarginalsAndCovariances) {
   printf("Multinomial marginal chi-square p-values:\n%s", out.c_str());
 }
 
+// The rejection is exact when its regions enclose the law the right way: the
+// triangle (always accepted) lies under f(y)/f(M) on every cell y, and the
+// whole hat (triangle plus band c on [xl, xr], exponential tails beyond) lies
+// above it. Checked cell by cell at each piece's extreme, the set-up
+// recomputed from its constants.
+TEST(PoissonDist, RejectionHatEnclosesTheLaw) {
+  for (double lam : {27.0, 27.5, 28.0, 30.0, 35.0, 50.0, 64.0, 100.0, 150.0, 500.0, 1e3, 1e4, 1e5, 1e6, 1e7, 1e9}) {
+    const double M = (int32_t)lam, p1 = (int32_t)(2.1949999332427979 * std::sqrt(M) - 2.2000000476837158) + 0.5;
+    const double c = 0.13300000131130219 + 8.5600004196166992 / (6.8299999237060547 + M);
+    const double xm = M + 0.5, xl = xm - p1, xr = xm + p1, al = (lam - xl) / lam, ar = (xr - lam) / xr;
+    const double lam_l = al * (1 + al / 2), lam_r = ar * (1 + ar / 2);
+    auto ratio = [&](double y) { return std::exp((y - M) * std::log(lam) - std::lgamma(y + 1) + std::lgamma(M + 1)); };
+    auto tri = [&](double x) { return 1 - std::fabs(x - xm) / p1; };
+    const double w = 14 * std::sqrt(lam) + 40;
+    int bad = 0;
+    for (double y = std::max(0.0, std::floor(M - w)); y <= M + w; ++y) {
+      const double f = ratio(y) * (1 + 1e-9), lo = std::max(y, xl), hi = std::min(y + 1, xr);
+      bool ok = true;
+      if (lo < hi) {  // the part of the cell on [xl, xr]
+        const double nearest = std::min(std::max(xm, lo), hi), farthest = std::fabs(lo - xm) > std::fabs(hi - xm) ? lo : hi;
+        ok = tri(nearest) <= ratio(y) * (1 + 1e-9) && tri(farthest) + c >= ratio(y) * (1 - 1e-9);
+      }
+      if (y < xl) ok = ok && c * std::exp(lam_l * (y - xl)) >= f * (1 - 2e-9);
+      if (y + 1 > xr) ok = ok && c * std::exp(-lam_r * (y + 1 - xr)) >= f * (1 - 2e-9);
+      if (!ok && bad++ < 3) ADD_FAILURE() << "lambda " << lam << " cell " << y;
+    }
+  }
+}
+
 // The set-up chunk is a cache: a stream without it, with the set-up of
 // another mean, or saved and loaded gives the same numbers.
 TEST(PoissonDist, SetupChunkIsACache) {
