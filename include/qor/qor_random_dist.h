@@ -58,6 +58,19 @@ QOR_API int _guxsRngExponential(int method, GuxStream *stream, int n, float *r, 
 QOR_API int _guxdRngExponential(int method, GuxStream *stream, int n, double *r, double a,
                                 double beta);
 
+/* ---- Poisson, Poisson with a mean per element, multinomial ---------------- */
+/* Mean lambda. Method GUX_METHOD_POISSON_PTPE: a cumulative table below 27,
+ * the PTPE rejection from 27 on, set up once per lambda in chunk 3 of the
+ * stream; every other word: the normal method (one float normal per count). */
+QOR_API int _guxiRngPoisson(int method, GuxStream *stream, int n, int32_t *r, double lambda);
+/* r[i] of mean lambda[i] by the normal method; the method word is not read. */
+QOR_API int _guxiRngPoissonV(int method, GuxStream *stream, int n, int32_t *r, const double *lambda);
+/* n rows of k counts of ntrial trials, probabilities p[k] (non-negative,
+ * summing to within 0.001 of 1, else GUX_STATUS_BAD_ARGUMENT with nothing
+ * written and the stream unmoved); the method word is not read. */
+QOR_API int _guxiRngMultinomial(int method, GuxStream *stream, int n, int32_t *r, int ntrial, int k,
+                                const double *p);
+
 #ifdef __cplusplus
 }
 #endif

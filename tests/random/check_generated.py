@@ -26,6 +26,9 @@ def main():
     made = run([os.path.join(root, "tools", "random_mt_polynomials.py")])
     if made != open(os.path.join(root, "random", "generators", "mt_polynomials.inc")).read():
         bad.append("random/generators/mt_polynomials.inc")
+    made = run([os.path.join(root, "tools", "gen_poisson_table.py")])
+    if made != open(os.path.join(root, "random", "distributions", "poisson_normal_table.inc")).read():
+        bad.append("random/distributions/poisson_normal_table.inc")
     mt2203 = os.path.join(data, "mt2203_parameters.txt")
     if os.path.exists(mt2203):
         made = run([os.path.join(root, "tools", "random_mt2203_table.py"), mt2203])
