@@ -78,11 +78,21 @@ template <class T> int fix_ln_singular(BexErrorContext *c) {
 // sized for `want` more results, writes the accepted values (in the order of
 // their candidates) to out, and returns their count or a negative status;
 // out has room for kMaxBatch values. Accepted values beyond n are dropped.
+// Every method accepts about half its candidates or more for any shape it is
+// given, so a long run of empty batches only comes from parameters whose
+// arithmetic breaks down (NaN in the set-up); the rest of r is then NaN
+// rather than a loop without end.
 template <class T, int kMaxBatch, class Batch> int fill_accepted(int n, T *r, Batch &&batch) {
+  constexpr int kEmptyRuns = 1000;
   T out[kMaxBatch];
-  for (int done = 0; done < n;) {
+  for (int done = 0, empty = 0; done < n;) {
     const int got = batch(n - done, out);
     if (got < 0) return got;
+    if (got == 0 && ++empty == kEmptyRuns) {
+      for (int i = done; i < n; ++i) r[i] = T(__builtin_nan(""));
+      break;
+    }
+    if (got > 0) empty = 0;
     const int take = got < n - done ? got : n - done;
     for (int i = 0; i < take; ++i) r[done + i] = out[i];
     done += take;

@@ -555,6 +555,17 @@ template <class T> void behaviour() {
     EXPECT_EQ(x[0], T(7));
     EXPECT_EQ(next<double>(s.s), next<double>(copy.s));
   }
+  // Extreme finite shapes end: values in the support, or NaN where the
+  // set-up's arithmetic breaks down.
+  const T tiny = std::numeric_limits<T>::denorm_min(), huge = std::numeric_limits<T>::max() / 4;
+  for (auto [p, q] : {std::pair<T, T>{tiny, tiny}, {huge, huge}, {tiny, huge}, {huge, T(0.5)}, {tiny, T(1)}}) {
+    Stream s(GUX_BRNG_MCG31M1, 3);
+    std::vector<T> x(300);
+    EXPECT_GE(Beta<T>(0, s.s, 300, x.data(), p, q, T(0), T(1)), 0);
+    for (T v : x) EXPECT_TRUE(std::isnan(v) || (v >= 0 && v <= 1)) << p << "," << q << ": " << v;
+    EXPECT_GE(Gamma<T>(0, s.s, 300, x.data(), p, T(0), T(1)), 0);
+    for (T v : x) EXPECT_TRUE(std::isnan(v) || v >= 0) << p << ": " << v;
+  }
   for (int v : {0, -2}) {
     T x = T(7);
     Stream s(GUX_BRNG_MCG31M1, 3);
