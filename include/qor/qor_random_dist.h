@@ -71,6 +71,46 @@ QOR_API int _guxiRngPoissonV(int method, GuxStream *stream, int n, int32_t *r, c
 QOR_API int _guxiRngMultinomial(int method, GuxStream *stream, int n, int32_t *r, int ntrial, int k,
                                 const double *p);
 
+/* ---- continuous laws ------------------------------------------------------ */
+/* Location a, scale beta: tan(v) beta + a, v uniform on [-pi/2, pi/2). */
+QOR_API int _guxsRngCauchy(int method, GuxStream *stream, int n, float *r, float a, float beta);
+QOR_API int _guxdRngCauchy(int method, GuxStream *stream, int n, double *r, double a, double beta);
+/* ln(E) beta + a, E exponential (the law of minima). */
+QOR_API int _guxsRngGumbel(int method, GuxStream *stream, int n, float *r, float a, float beta);
+QOR_API int _guxdRngGumbel(int method, GuxStream *stream, int n, double *r, double a, double beta);
+/* a -+ beta ln(u), two uniforms a variate. */
+QOR_API int _guxsRngLaplace(int method, GuxStream *stream, int n, float *r, float a, float beta);
+QOR_API int _guxdRngLaplace(int method, GuxStream *stream, int n, double *r, double a, double beta);
+/* sqrt(-ln u) beta + a; accurate flag honoured. */
+QOR_API int _guxsRngRayleigh(int method, GuxStream *stream, int n, float *r, float a, float beta);
+QOR_API int _guxdRngRayleigh(int method, GuxStream *stream, int n, double *r, double a, double beta);
+/* (-ln u)^(1/alpha) beta + a; accurate flag honoured. */
+QOR_API int _guxsRngWeibull(int method, GuxStream *stream, int n, float *r, float alpha, float a,
+                            float beta);
+QOR_API int _guxdRngWeibull(int method, GuxStream *stream, int n, double *r, double alpha, double a,
+                            double beta);
+/* exp(N) beta + b, N Gaussian (a, sigma): word 0 Box-Muller2, any other word
+ * the inverse distribution function; accurate flag honoured. */
+QOR_API int _guxsRngLognormal(int method, GuxStream *stream, int n, float *r, float a, float sigma,
+                              float b, float beta);
+QOR_API int _guxdRngLognormal(int method, GuxStream *stream, int n, double *r, double a,
+                              double sigma, double b, double beta);
+/* Shape alpha, displacement a, scale beta; accurate flag honoured. A shape
+ * that is not a positive finite number is refused (GUX_STATUS_BAD_ARGUMENT). */
+QOR_API int _guxsRngGamma(int method, GuxStream *stream, int n, float *r, float alpha, float a,
+                          float beta);
+QOR_API int _guxdRngGamma(int method, GuxStream *stream, int n, double *r, double alpha, double a,
+                          double beta);
+/* Shapes p and q on [a, a + beta]; accurate flag honoured. Shapes that are
+ * not positive finite numbers are refused (GUX_STATUS_BAD_ARGUMENT). */
+QOR_API int _guxsRngBeta(int method, GuxStream *stream, int n, float *r, float p, float q, float a,
+                         float beta);
+QOR_API int _guxdRngBeta(int method, GuxStream *stream, int n, double *r, double p, double q,
+                         double a, double beta);
+/* v degrees of freedom (v below 1 is refused with GUX_STATUS_BAD_ARGUMENT). */
+QOR_API int _guxsRngChiSquare(int method, GuxStream *stream, int n, float *r, int v);
+QOR_API int _guxdRngChiSquare(int method, GuxStream *stream, int n, double *r, int v);
+
 #ifdef __cplusplus
 }
 #endif
