@@ -26,6 +26,7 @@ struct Record {
     } inv;
     struct {
       double M, npq, p1, p2, p3, p4, xm, xl, xr, c, ll, lr, pp, qq;
+      double R[41];  // f(M + j)/f(M), j = -20..20, by the recurrence of the probabilities
     } rej;
   };
 };
@@ -101,6 +102,13 @@ void set_up_rejection(Record *rec, int ntrial, double pp, double qq) {
   b.p3 = b.p2 + b.c / b.ll;
   b.p4 = b.p3 + b.c / b.lr;
   b.pp = pp, b.qq = qq;
+  const double s = pp / qq, t = s * (ntrial + 1);
+  const int M = (int)b.M;
+  b.R[20] = 1.0;
+  for (int j = 1; j <= 20; ++j) {
+    b.R[20 + j] = M + j <= ntrial ? b.R[19 + j] * (t / (M + j) - s) : 0.0;
+    b.R[20 - j] = M - j >= 0 ? b.R[21 - j] / (t / (M - j + 1) - s) : 0.0;
+  }
 }
 
 // The Stirling remainder 1/(12x) - 1/(360x^3) + 1/(1260x^5) - 1/(1680x^7) +
@@ -115,16 +123,7 @@ bool accept(const Record *rec, int ntrial, int y, double v) {
   const auto &b = rec->rej;
   const int M = (int)b.M;
   const int k = y > M ? y - M : M - y;
-  if (k <= 20) {
-    // f(y)/f(M) by the recurrence of the probabilities.
-    const double s = b.pp / b.qq, a = s * (ntrial + 1);
-    double F = 1.0;
-    if (M < y)
-      for (int i = M + 1; i <= y; ++i) F *= a / i - s;
-    else
-      for (int i = y + 1; i <= M; ++i) F /= a / i - s;
-    return v <= F;
-  }
+  if (k <= 20) return v <= b.R[20 + y - M];  // f(y)/f(M) from the set-up
   const double A = __guxdLn(v);
   if (k < 0.5 * b.npq - 1.0) {
     // The squeeze on ln f(y)/f(M) about -k^2 / (2 npq).

@@ -74,6 +74,13 @@ void set_up_rejection(Record *rec, const Folded &f) {
   rec->p1 = d + d;
   rec->p2 = rec->p1 + kl / rec->ll;
   rec->p3 = rec->p2 + kr / rec->lr;
+  // f(M + j)/f(M), j = -20..20, for the acceptance near the mode.
+  double *R = rec->F + 20;
+  R[0] = 1.0;
+  for (int j = 1; j <= 20; ++j) {
+    R[j] = f.M + j <= f.maxjx ? R[j - 1] * step_up(f, f.M + j) : 0.0;
+    R[-j] = f.M - j >= f.minjx ? R[1 - j] / step_up(f, f.M - j + 1) : 0.0;
+  }
 }
 
 int inversion(GuxStream *stream, int n, int32_t *r, const Record *rec) {
@@ -99,17 +106,26 @@ int inversion(GuxStream *stream, int n, int32_t *r, const Record *rec) {
   return status;
 }
 
-bool accept(const Folded &f, int y, double v) {
+bool accept(const Record *rec, const Folded &f, int y, double v) {
   const int M = f.M, dist = y > M ? y - M : M - y;
-  if (dist <= 20) {
-    double ratio = 1.0;
-    if (M < y)
-      for (int i = M + 1; i <= y; ++i) ratio *= step_up(f, i);
-    else
-      for (int i = y + 1; i <= M; ++i) ratio /= step_up(f, i);
-    return v <= ratio;
+  if (dist <= 20) return v <= rec->F[20 + y - M];
+  const double alv = __guxdLn(v);
+  if (M >= 100 && y > 50) {
+    // The squeeze: bounds of ln f(y)/f(M) from the expansions of the four
+    // logarithms of ratios, each near 0 here, to the third order.
+    const double dy = y, y1 = dy + 1, ym = dy - M, yn = f.n1 - dy + 1, yk = f.k - dy + 1, nk = f.n2 - f.k + y1;
+    const double r = -ym / y1, s = ym / yn, t = ym / yk, e = -ym / nk;
+    const double g = yn * yk / (y1 * nk) - 1.0, dg = g < 0 ? 1.0 + g : 1.0;
+    const double gu = g * (1.0 + g * (-0.5 + g / 3.0)), gl = gu - 0.25 * (g * g) * (g * g) / dg;
+    const double xm = M + 0.5, xn = f.n1 - M + 0.5, xk = f.k - M + 0.5, nm = f.n2 - f.k + xm;
+    auto cubic = [](double z) { return z * (1.0 + z * (-0.5 + z / 3.0)); };
+    const double ub = dy * gu - M * gl + 0.0034 + xm * cubic(r) + xn * cubic(s) + xk * cubic(t) + nm * cubic(e);
+    if (alv > ub) return false;
+    auto fourth = [](double w, double z) { const double z4 = (z * z) * (z * z) * w; return z < 0 ? z4 / (1.0 + z) : z4; };
+    const double lb = ub - 0.25 * (fourth(xm, r) + fourth(xn, s) + fourth(xk, t) + fourth(nm, e)) + (dy + M) * (gl - gu) - 0.0078;
+    if (alv < lb) return true;
   }
-  return __guxdLn(v) <= ln_ratio(f, y);
+  return alv <= ln_ratio(f, y);
 }
 
 int rejection(GuxStream *stream, int n, int32_t *r, const Record *rec, const Folded &f) {
@@ -137,7 +153,7 @@ int rejection(GuxStream *stream, int n, int32_t *r, const Record *rec, const Fol
         if (!(t <= f.maxjx)) continue;
         v = v * (x - rec->p2) * rec->lr;
       }
-      if (accept(f, (int)t, v)) r[done++] = (int)t;
+      if (accept(rec, f, (int)t, v)) r[done++] = (int)t;
     }
   }
   return status;
