@@ -31,7 +31,7 @@ struct Record {
       double F[kTable];
     } inv;
     struct {
-      double M, lnq, xl, xr, hl, ll, hr, lr, box, massl, total;
+      double M, lnq, xl, xr, hl, ll, hr, lr, box, massl, total, sl, sr;
     } cc;
     struct {
       double zero, beta, lnq, b;
@@ -121,15 +121,23 @@ void set_up_concave(Record *rec, double a, double p) {
   c.xl = M - d > 0 ? M - d : 0;
   c.xr = M + d;
   if (c.xl > 0) {
+    // The slopes of the chords from f(k)/f(k - 1) = q (a + k - 1)/k directly:
+    // as a difference of two values of ln f they would lose their digits
+    // when the mean is large and the slope small.
     c.hl = ln_ratio(rec, a, c.xl - 1);
-    c.ll = ln_ratio(rec, a, c.xl) - c.hl;
+    c.ll = c.lnq + log1p((a - 1.0) / c.xl);
     c.massl = exp_ha(c.hl) / -expm1(-c.ll);
   } else {
     c.hl = c.ll = c.massl = 0;
   }
   c.hr = ln_ratio(rec, a, c.xr + 1);
-  c.lr = ln_ratio(rec, a, c.xr) - c.hr;
+  c.lr = -(c.lnq + log1p((a - 1.0) / (c.xr + 1.0)));
   c.box = c.xr - c.xl + 1;
+  // Slopes of the chords from (M, 0) to the box edges: ln f/f(M) lies above
+  // them inside the box, and exp(x) >= 1 + x, so v <= 1 - slope |y - M|
+  // accepts without a logarithm.
+  c.sl = c.xl < M ? -ln_ratio(rec, a, c.xl) / (M - c.xl) : 0;
+  c.sr = -ln_ratio(rec, a, c.xr) / (c.xr - M);
   c.total = c.box + c.massl + exp_ha(c.hr) / -expm1(-c.lr);
 }
 
@@ -145,6 +153,10 @@ int concave(GuxStream *stream, int n, int32_t *r, const Record *rec) {
     double y, hat;
     if (u < c.box) {
       y = c.xl + floor(u);
+      if (v <= 1.0 - (y < c.M ? c.sl * (c.M - y) : c.sr * (y - c.M))) {
+        r[done++] = (int32_t)y;
+        continue;
+      }
       hat = 0;
     } else if (u < c.box + c.massl) {
       const double g = floor(log1p(-(u - c.box) / c.massl) / -c.ll);
@@ -201,6 +213,13 @@ int gamma_envelope(GuxStream *stream, int n, int32_t *r, const Record *rec) {
     }
     const double x = X / g.beta, K = ceil(x);
     if (!(K >= 1.0) || !(K < kIntBound)) continue;
+    // A lower bound of the log ratio below, (1 - a) (1 - (K + a)/x) - (K - x) beta
+    // (Gamma(K + a)/K! >= K^(a - 1) (K/(K + a))^(1 - a), ln t >= 1 - 1/t), and
+    // exp(b) >= 1 + b: most candidates pass without a logarithm.
+    if (w3 <= 1.0 + (1.0 - a) * (1.0 - (K + a) / x) - (K - x) * g.beta) {
+      r[done++] = (int32_t)K;
+      continue;
+    }
     if (log(w3) <= ln_gamma_diff(K + 1.0, a - 1.0) - (a - 1.0) * log(x) + (K - x) * g.lnq)
       r[done++] = (int32_t)K;
   }
