@@ -50,8 +50,8 @@ inline void floor_store(int m, const float *x, int32_t *r) {
 }
 
 int geometric(GuxStream *stream, int n, int32_t *r, double p) {
-  const float c = (float)(1.0 / __guxdLn(1.0 - p));
   return guarded(fix_ln<float>, [&] {
+    const float c = (float)(1.0 / __guxdLn(1.0 - p));  // p = 1: -0, every result 0
     int status = GUX_STATUS_OK;
     float u[kBlock];
     for (int done = 0; done < n; done += kBlock) {

@@ -226,6 +226,9 @@ int gamma_envelope(GuxStream *stream, int n, int32_t *r, const Record *rec) {
   return pool.status;
 }
 
+// Inside the guard, so that the logarithms of the set-up and of the
+// rejections (ln 0 of a uniform of exactly 0 among them) raise no flag that
+// reaches the caller.
 int negbinomial(GuxStream *stream, int n, int32_t *r, double a, double p) {
   void *raw;
   bool fresh;
@@ -249,5 +252,6 @@ int negbinomial(GuxStream *stream, int n, int32_t *r, double a, double p) {
 }  // namespace qor::dist
 
 extern "C" int _guxiRngNegbinomial(int, GuxStream *stream, int n, int32_t *r, double a, double p) {
-  return qor::dist::negbinomial(stream, n, r, a, p);
+  using namespace qor::dist;
+  return guarded(fix_ln<double>, [&] { return negbinomial(stream, n, r, a, p); });
 }

@@ -7,6 +7,7 @@
 #include <gsl/gsl_cdf.h>
 #include <gtest/gtest.h>
 #include <string.h>
+#include <xmmintrin.h>
 
 #include <cmath>
 #include <functional>
@@ -336,15 +337,31 @@ struct Scripted {
   }
 };
 
-TEST(DiscreteDistributions, StatusesOfTheGeneratorComeBack) {
+int sentinel(BexErrorContext *) { return 1; }
+
+// Every law returns the failing generator's status, and leaves the caller's
+// mode, callback and MXCSR (exception flags included) as it found them.
+TEST(DiscreteDistributions, StatusesAndTheCallersState) {
   const int fail = GUX_STATUS_ABSTRACT_NO_NUMBERS;
+  const unsigned mode = _bexSetMode(BEX_ERRMODE_ERRNO | BEX_HA);
+  const BexErrorCallBack cb = _bexSetErrorCallBack(sentinel);
+  const unsigned callers = _bexGetMode();
   for (const Law &w : kLaws) {
-    if (w.entry == kHyper && w.y == w.x) continue;  // constant: no uniform drawn
-    if (w.entry == kBinomial && (w.y == 0 || w.y == 1)) {}
-    Scripted sc({0.5}, fail);
-    std::vector<int32_t> r(10);
-    EXPECT_EQ(draw(w, sc.s, 10, r.data()), fail) << name(w);
+    std::vector<int32_t> r(1000);
+    if (!(w.entry == kHyper && w.y == w.x)) {  // a constant draws no uniform
+      Scripted sc({0.5}, fail);
+      EXPECT_EQ(draw(w, sc.s, 10, r.data()), fail) << name(w);
+    }
+    Stream s(GUX_BRNG_MCG59, 1);
+    const uint32_t csr = _mm_getcsr() & ~0x3fu;
+    _mm_setcsr(csr);
+    EXPECT_GE(draw(w, s.s, 1000, r.data()), 0);
+    EXPECT_EQ(_mm_getcsr() & 0x5u, 0u) << name(w);  // no invalid or divide-by-zero flag
+    EXPECT_EQ(_bexGetMode() & ~BEX_DENORMAL_MASK, callers & ~BEX_DENORMAL_MASK) << name(w);
+    EXPECT_EQ(_bexGetErrorCallBack(), sentinel) << name(w);
   }
+  _bexSetErrorCallBack(cb);
+  _bexSetMode(mode);
 }
 
 TEST(DiscreteDistributions, EdgeCases) {
