@@ -32,6 +32,7 @@ struct Record {
     } inv;
     struct {
       double M, lnq, xl, xr, hl, ll, hr, lr, box, massl, total, sl, sr;
+      double R[2 * 256 + 1];  // f(M + j)/f(M), |j| <= 256, by the recurrence of the probabilities
     } cc;
     struct {
       double zero, beta, lnq, b;
@@ -138,6 +139,12 @@ void set_up_concave(Record *rec, double a, double p) {
   // accepts without a logarithm.
   c.sl = c.xl < M ? -ln_ratio(rec, a, c.xl) / (M - c.xl) : 0;
   c.sr = -ln_ratio(rec, a, c.xr) / (c.xr - M);
+  double *R = c.R + 256;
+  R[0] = 1.0;
+  for (int j = 1; j <= 256; ++j) {
+    R[j] = R[j - 1] * q * (a + M + j - 1) / (M + j);
+    R[-j] = M - j >= 0 ? R[1 - j] * (M - j + 1) / (q * (a + M - j)) : 0.0;
+  }
   c.total = c.box + c.massl + exp_ha(c.hr) / -expm1(-c.lr);
 }
 
@@ -153,7 +160,8 @@ int concave(GuxStream *stream, int n, int32_t *r, const Record *rec) {
     double y, hat;
     if (u < c.box) {
       y = c.xl + floor(u);
-      if (v <= 1.0 - (y < c.M ? c.sl * (c.M - y) : c.sr * (y - c.M))) {
+      const double j = y - c.M;
+      if (j >= -256 && j <= 256 ? v <= c.R[256 + (int)j] : v <= 1.0 - (j < 0 ? -c.sl * j : c.sr * j)) {
         r[done++] = (int32_t)y;
         continue;
       }
@@ -170,7 +178,9 @@ int concave(GuxStream *stream, int n, int32_t *r, const Record *rec) {
       if (!(y < kIntBound)) continue;
       hat = c.hr - c.lr * g;
     }
-    if (log(v) <= ln_ratio(rec, a, y) - hat) r[done++] = (int32_t)y;
+    const double j = y - c.M;
+    const bool near = j >= -256 && j <= 256;
+    if (near ? v * exp(hat) <= c.R[256 + (int)j] : log(v) <= ln_ratio(rec, a, y) - hat) r[done++] = (int32_t)y;
   }
   return pool.status;
 }
