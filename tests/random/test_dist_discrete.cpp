@@ -73,8 +73,8 @@ const Law kLaws[] = {
     {kNegbin, 30, 0.25, 0, kInversion, "table, J 87"}, {kNegbin, 50, 0.3, 0, kRejection, "rejection, (a-1)q/p 114"},
     {kNegbin, 1.5, 0.01, 0, kRejection, "rejection, long tail"}, {kNegbin, 0.5, 0.005, 0, kRejection, "gamma envelope"},
     {kNegbin, 0.01, 0.001, 0, kRejection, "gamma envelope, a 0.01"},
-    {kNegbin, 2, 2.0 / 10737418.0, 0, kRejection, "a q/p 1.07e7 - 2"},
-    {kNegbin, 2, 2.0 / 10737420.0, 0, kRejection, "huge mean, a 2"},
+    {kNegbin, 2, 2.0 / 10737418.0, 0, kRejection, "a q/p 10737416"},
+    {kNegbin, 2, 2.0 / 10737421.0, 0, kRejection, "huge mean, a q/p 10737419"},
     {kNegbin, 0.5, 1e-8, 0, kRejection, "huge mean, a 0.5"}, {kNegbin, 3, 0.9999, 0, kInversion, "p near 1"}};
 const char *kNames[] = {"Bernoulli", "Geometric", "Binomial", "Hypergeometric", "Negbinomial"};
 
