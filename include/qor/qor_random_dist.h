@@ -110,6 +110,22 @@ QOR_API int _guxdRngBeta(int method, GuxStream *stream, int n, double *r, double
 /* v degrees of freedom (v below 1 is refused with GUX_STATUS_BAD_ARGUMENT). */
 QOR_API int _guxsRngChiSquare(int method, GuxStream *stream, int n, float *r, int v);
 QOR_API int _guxdRngChiSquare(int method, GuxStream *stream, int n, double *r, int v);
+/* ---- discrete: Bernoulli, geometric, binomial, hypergeometric, negative
+ * binomial. The method word is ignored by all of them. ------------------ */
+/* 1 with probability p, else 0. */
+QOR_API int _guxiRngBernoulli(int method, GuxStream *stream, int n, int32_t *r, double p);
+/* Failures before the first success of probability p: floor(ln u / ln(1 - p)). */
+QOR_API int _guxiRngGeometric(int method, GuxStream *stream, int n, int32_t *r, double p);
+/* Successes in ntrial trials of probability p. */
+QOR_API int _guxiRngBinomial(int method, GuxStream *stream, int n, int32_t *r, int ntrial,
+                             double p);
+/* Marked items in a sample of s drawn without replacement from l items of
+ * which m are marked. */
+QOR_API int _guxiRngHypergeometric(int method, GuxStream *stream, int n, int32_t *r, int l, int s,
+                                   int m);
+/* Failures before the a-th success of probability p (a > 0 real). */
+QOR_API int _guxiRngNegbinomial(int method, GuxStream *stream, int n, int32_t *r, double a,
+                                double p);
 
 #ifdef __cplusplus
 }
