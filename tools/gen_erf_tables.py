@@ -9,9 +9,12 @@ A row holds (E, F), both correctly rounded to the element type:
   CdfNorm tables:  E = Q(x0) = erfc(x0/sqrt(2))/2 (the upper tail),
                    F = phi(x0) / Q(x0) with phi the normal density.
 The tails keep the derivative as a factor relative to the value: the kernel
-forms E * (h F) (1 + S), which needs no exp or division at run time, stays in
-range where exp(-x0^2) alone is far below the least denormal, and carries the
-result down to the least denormal with the absolute error of E's rounding.
+forms E * (h F) (1 + S), which needs no exp or division at run time and stays
+in range where exp(-x0^2) alone is far below the least denormal.
+In the double erfc and CdfNorm tables the rows whose E lies below 2^-960
+hold E and its low part times 2^128 (SCALE_BITS), from the row named by
+k<Name>Scaled on: there E keeps its 53 bits, the sum is formed at that scale
+and one multiplication by 2^-128 rounds it once into the denormal grid.
 Run: tools/gen_erf_tables.py > vector/kernels/erf/erf_tables.inc"""
 import struct
 
@@ -55,16 +58,36 @@ def cdfnorm_row(x0):
     return e, mpmath.exp(-x0 * x0 / 2) / mpmath.sqrt(2 * mpmath.pi) / e
 
 
-def rows_of(fn, step, count, rnd):
-    return [tuple(rnd(v) for v in fn(mpmath.mpf(k) * step)) for k in range(count)]
+def rows_of(fn, step, count, rnd, scaled_from=None):
+    out = []
+    for k in range(count):
+        e, f = fn(mpmath.mpf(k) * step)
+        if scaled_from is not None and k >= scaled_from:
+            e = e * mpmath.mpf(2) ** SCALE_BITS
+        out.append((rnd(e), rnd(f)))
+    return out
 
 
-def emit_lo(name, fn, step, count):
+SCALE_BITS = 128
+SCALED_BELOW = mpmath.mpf(2) ** -960  # E below this: the products E (hF) are no longer exact
+
+
+def first_scaled(fn, step, count):
+    """The first row whose E lies below SCALED_BELOW (E decreases with k)."""
+    k = next(k for k in range(count) if fn(mpmath.mpf(k) * step)[0] < SCALED_BELOW)
+    assert all(fn(mpmath.mpf(j) * step)[0] < SCALED_BELOW for j in range(k, count))
+    assert fn(mpmath.mpf(count - 1) * step)[0] * mpmath.mpf(2) ** SCALE_BITS > SCALED_BELOW
+    return k
+
+
+def emit_lo(name, fn, step, count, scaled_from=None):
     """The low parts E - round(E) of a double table's values, for the HA tier."""
     out = ["// low part of the value at x0 = k/%d: f(x0) - round(f(x0))" % int(1 / step),
            "alignas(16) constexpr double %s[%d] = {" % (name, count)]
     for k in range(count):
         e = fn(mpmath.mpf(k) * step)[0]
+        if scaled_from is not None and k >= scaled_from:
+            e = e * mpmath.mpf(2) ** SCALE_BITS
         lo = rnd64(e - rnd64(e))
         out.append("    %s,  // %d" % (lit64(lo), k))
     return out + ["};", ""]
@@ -102,10 +125,14 @@ def main():
     # grid; CdfNorm EP on the 1/64 grid up to 38.5.
     out += emit("kErfD", "erf, derivative", erf_d, False, d)
     out += emit_lo("kErfLoD", erf_row, d, 768)
-    out += emit("kErfcD", "erfc, derivative over value", rows_of(erfc_row, d, 3488, rnd64), False, d)
-    out += emit_lo("kErfcLoD", erfc_row, d, 3488)
-    out += emit("kCdfNormD", "upper normal tail, density over tail", rows_of(cdfnorm_row, d, 4928, rnd64), False, d)
-    out += emit_lo("kCdfNormLoD", cdfnorm_row, d, 4928)
+    erfc_k, cdf_k = first_scaled(erfc_row, d, 3488), first_scaled(cdfnorm_row, d, 4928)
+    out += ["// Rows from these on hold E and its low part times 2^%d." % SCALE_BITS,
+            "constexpr int kErfcScaled = %d, kCdfNormScaled = %d;" % (erfc_k, cdf_k), ""]
+    out += emit("kErfcD", "erfc, derivative over value", rows_of(erfc_row, d, 3488, rnd64, erfc_k), False, d)
+    out += emit_lo("kErfcLoD", erfc_row, d, 3488, erfc_k)
+    out += emit("kCdfNormD", "upper normal tail, density over tail",
+                rows_of(cdfnorm_row, d, 4928, rnd64, cdf_k), False, d)
+    out += emit_lo("kCdfNormLoD", cdfnorm_row, d, 4928, cdf_k)
     out += emit("kCdfNormEpD", "upper normal tail, density over tail",
                 rows_of(cdfnorm_row, 2 * d, 2465, rnd64), False, 2 * d)
     # Single kernels, float rows for LA and EP, double rows for HA (which

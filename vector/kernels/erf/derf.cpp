@@ -69,12 +69,12 @@ using DErfEP = DErfTable<EpSeries>;
 
 QOR_ACCURACY(dErf, LA, ULP, 4.0)
 QOR_ACCURACY(dErf, EP, BITS, 26)
-QOR_INTERVAL(dErf, -6.5, 6.5, 20000)   // all tiers: the whole non-constant range
-QOR_INTERVAL(dErf, -0.05, 0.05, 4000)  // first rows, HA's first stage and its seam
-QOR_INTERVAL_LOG(dErf, 1e-320, 0.1, 4000)  // tiny and denormal inputs
-QOR_INTERVAL(dErf, 5.98, 6.01, 4000)    // the cap
-QOR_INTERVAL(dErf, 0.02, 0.035, 4000)   // the seam at 0.02734375
-QOR_INTERVAL(dErf, 6.0, 1e300, 4000)
+QOR_INTERVAL(dErf, -6.5, 6.5, 300000)   // all tiers: the whole non-constant range
+QOR_INTERVAL(dErf, -0.05, 0.05, 10000)  // first rows, HA's first stage and its seam
+QOR_INTERVAL_LOG(dErf, 1e-320, 0.1, 10000)  // tiny and denormal inputs
+QOR_INTERVAL(dErf, 5.98, 6.01, 10000)    // the cap
+QOR_INTERVAL(dErf, 0.02, 0.035, 10000)   // the seam at 0.02734375
+QOR_INTERVAL(dErf, 6.0, 1e300, 10000)
 
 // HA: below 0.02734375 the series about 0, erf(x) = x + x P(x^2) with the
 // Taylor coefficients of (2/sqrt(pi)) sum (-1)^n x^(2n+1) / (n! (2n+1)) after

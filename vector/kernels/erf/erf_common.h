@@ -136,16 +136,23 @@ inline vd2 tail(vd2 e, vd2 el, vd2 f, vd2 h, vd2 s) {
 
 // The same to half an ulp more, for HA in the far tail, where E (hF)(1 + S)
 // grows to a fifth of the result: hF and E hF are formed exactly and the
-// difference from E by an exact sum, so only the small terms round. Where E
-// is near the denormals the products are no longer exact, and the plain
-// form, whose absolute error is then below the denormal grid, is kept.
+// difference from E by an exact sum, so only the small terms round. E is
+// never below 2^-960 here (the tables scale the rows of smaller values), so
+// the products stay exact.
 inline vd2 tail_exact(vd2 e, vd2 el, vd2 f, vd2 h, vd2 s) {
   vd2 wh, wl, th, tl, r, re;
   exact::two_product(h, f, wh, wl);
   exact::two_product(e, wh, th, tl);
   exact::two_sum(e, -th, r, re);
-  const vd2 fine = r + ((re + el) - (tl + e * (wl + s * (wh + wl))));
-  return select(e > 0x1p-960, fine, tail(e, el, f, h, s));
+  return r + ((re + el) - (tl + e * (wl + s * (wh + wl))));
+}
+
+// The factor that undoes the table's scaling: 2^-128 on the rows from
+// `first` on (whose E and low part are held times 2^128), else 1. The one
+// multiplication rounds the tail value once into the denormal grid.
+inline vd2 row_scale(vd2 x0, int first) {
+  return select(as<vl2>(_mm_cmpge_pd(as<__m128d>(x0), _mm_set1_pd(first / 128.0))), vd2{} + 0x1p-128,
+                vd2{} + 1.0);
 }
 
 // Four float lanes evaluated in double (the single HA kernels): rows from a

@@ -53,12 +53,12 @@ using DCdfNormInvEP = DCdfNormInv<TabEP>;
 QOR_ACCURACY(dCdfNormInv, LA, ULP, 4.0)
 QOR_ACCURACY(dCdfNormInv, HA, ULP, 1.0)
 QOR_ACCURACY(dCdfNormInv, EP, BITS, 26)
-QOR_INTERVAL(dCdfNormInv, 0.0, 1.0, 20000)
-QOR_INTERVAL_LOG(dCdfNormInv, 4.9e-324, 0.5, 20000)  // the lower tail to the least denormal
-QOR_INTERVAL_LOG(dCdfNormInv, 1e-40, 1e-37, 5000)    // around 2^-129, the table's end
-QOR_INTERVAL(dCdfNormInv, 0.4999999, 0.5000001, 5000)  // the zero at 0.5
-QOR_INTERVAL(dCdfNormInv, 0.999, 1.0, 5000)
-QOR_INTERVAL(dCdfNormInv, 0.99999999999, 1.0, 5000)  // the upper tail, w down to 2^-52
+QOR_INTERVAL(dCdfNormInv, 0.0, 1.0, 300000)
+QOR_INTERVAL_LOG(dCdfNormInv, 4.9e-324, 0.5, 300000)  // the lower tail to the least denormal
+QOR_INTERVAL_LOG(dCdfNormInv, 1e-40, 1e-37, 10000)    // around 2^-129, the table's end
+QOR_INTERVAL(dCdfNormInv, 0.4999999, 0.5000001, 10000)  // the zero at 0.5
+QOR_INTERVAL(dCdfNormInv, 0.999, 1.0, 10000)
+QOR_INTERVAL(dCdfNormInv, 0.99999999999, 1.0, 10000)  // the upper tail, w down to 2^-52
 
 }  // namespace
 }  // namespace qor::kernels

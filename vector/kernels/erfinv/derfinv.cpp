@@ -51,14 +51,14 @@ using DErfInvEP = DErfInv<TabEP>;
 QOR_ACCURACY(dErfInv, LA, ULP, 4.0)
 QOR_ACCURACY(dErfInv, HA, ULP, 1.0)
 QOR_ACCURACY(dErfInv, EP, BITS, 26)
-QOR_INTERVAL(dErfInv, -1.0, 1.0, 20000)
-QOR_INTERVAL(dErfInv, -0.001, 0.001, 8000)
-QOR_INTERVAL_LOG(dErfInv, 4.9e-324, 1e-9, 8000)    // denormal and linear-term results
-QOR_INTERVAL_LOG(dErfInv, 1e-12, 0.999, 8000)      // the lane cut at 2^-53 and every w near 1
-QOR_INTERVAL(dErfInv, 0.999, 1.0, 8000)
-QOR_INTERVAL(dErfInv, 0.9999999999, 1.0, 8000)
-QOR_INTERVAL(dErfInv, -1.0, -0.99999999999999, 8000)  // the deep tail, w down to 2^-53
-QOR_INTERVAL(dErfInv, 0.9999999999999, 1.0, 8000)
+QOR_INTERVAL(dErfInv, -1.0, 1.0, 300000)
+QOR_INTERVAL(dErfInv, -0.001, 0.001, 10000)
+QOR_INTERVAL_LOG(dErfInv, 4.9e-324, 1e-9, 10000)    // denormal and linear-term results
+QOR_INTERVAL_LOG(dErfInv, 1e-12, 0.999, 10000)      // the lane cut at 2^-53 and every w near 1
+QOR_INTERVAL(dErfInv, 0.999, 1.0, 10000)
+QOR_INTERVAL(dErfInv, 0.9999999999, 1.0, 10000)
+QOR_INTERVAL(dErfInv, -1.0, -0.99999999999999, 10000)  // the deep tail, w down to 2^-53
+QOR_INTERVAL(dErfInv, 0.9999999999999, 1.0, 10000)
 
 }  // namespace
 }  // namespace qor::kernels

@@ -55,10 +55,10 @@ using SCdfNormInvEP = SCdfNormInv<TabEP>;
 QOR_ACCURACY(sCdfNormInv, LA, ULP, 4.0)
 QOR_ACCURACY(sCdfNormInv, HA, ULP, 1.0)
 QOR_ACCURACY(sCdfNormInv, EP, BITS, 11)
-QOR_INTERVAL(sCdfNormInv, 0.0, 1.0, 20000)
-QOR_INTERVAL_LOG(sCdfNormInv, 1.4e-45, 0.5, 20000)  // the lower tail to the least denormal
-QOR_INTERVAL(sCdfNormInv, 0.4999, 0.5001, 5000)     // the zero at 0.5
-QOR_INTERVAL(sCdfNormInv, 0.999, 1.0, 5000)         // the upper tail, w down to 2^-23
+QOR_INTERVAL(sCdfNormInv, 0.0, 1.0, 300000)
+QOR_INTERVAL_LOG(sCdfNormInv, 1.4e-45, 0.5, 300000)  // the lower tail to the least denormal
+QOR_INTERVAL(sCdfNormInv, 0.4999, 0.5001, 10000)     // the zero at 0.5
+QOR_INTERVAL(sCdfNormInv, 0.999, 1.0, 10000)         // the upper tail, w down to 2^-23
 
 }  // namespace
 }  // namespace qor::kernels

@@ -37,6 +37,50 @@ inline ld log_ext(ld x) {
   const ld d = x - 1;
   return (d > -0.25L && d < 0.25L) ? x87_log1p(d) : x87_log(x);
 }
+// ln x by the 256-row table (see the generator) and a polynomial of
+// ln(1 + r) through r^7, with no microcoded instruction: x = 2^e m, the row
+// of the top eight bits of m gives c, r = m c - 1 (exact for a double m),
+// and ln x = (e + d) ln 2 - ln(2^d c) + ln(1 + r). Absolute error near
+// 2^-66, and relative accuracy next to x = 1 from either side.
+// Short = true (the float routines) stops the series at r^4, with an
+// absolute error near 2^-38.
+template <bool Short = false> inline ld log_core(int e, unsigned row, ld m) {
+  using namespace gamma_tables;
+  const LogRow &t = kLogRows[row];
+  const ld r = m * (ld)t.c - 1;
+  const ld k = (ld)(e + t.d);
+  const ld r2 = r * r;
+  // constants in double (fast loads); their rounding is far below 2^-66 here
+  ld q;
+  if constexpr (Short) q = (-0.5 + r * (1 / 3.0)) + r2 * -0.25;
+  else q = (-0.5 + r * (1 / 3.0)) + r2 * ((-0.25 + r * 0.2) + r2 * (-(1 / 6.0) + r * (1 / 7.0)));
+  // k ln2hi + hi is exact (64 bits hold both); the small terms follow
+  return (k * kLn2HiD + t.neg_log_hi) + ((k * kLn2LoD + t.neg_log_lo) + (r + r2 * q));
+}
+// ln x for a positive normal double x given by its bits.
+template <bool Short = false> inline ld log_bits(uint64_t bits) {
+  const uint64_t mbits = (bits & 0x000fffffffffffffull) | 0x3ff0000000000000ull;
+  double m;  // the significand in [1, 2)
+  memcpy(&m, &mbits, 8);
+  return log_core<Short>((int)(bits >> 52) - 1023, (unsigned)(bits >> 44) & 0xff, (ld)m);
+}
+// ln x for x > 0 (binary exponents beyond +-1000 by fyl2x). The exponent and the
+// row come from x rounded to double (no store of the 80-bit value, which the
+// integer loads could not forward from); where that rounding carries into
+// the next row or binade, m = x 2^-e lies just below the row's range, r
+// stays below 2^-8.5 all the same, and the result is the same.
+template <bool Short = false> inline ld log_table(ld x) {
+  const double xd = (double)x;
+  uint64_t bits;
+  memcpy(&bits, &xd, 8);
+  if ((bits >> 52) - 23 > 2000) return x87_log(x);  // the double is near or past the ends of its range
+  const int e = (int)(bits >> 52) - 1023;
+  double scale;  // 2^-e, exact
+  const uint64_t sbits = (uint64_t)(1023 - e) << 52;
+  memcpy(&scale, &sbits, 8);
+  return log_core<Short>(e, (unsigned)(bits >> 44) & 0xff, x * (ld)scale);
+}
+
 inline ld x87_rint(ld x) {
   ld r;
   __asm__("frndint" : "=t"(r) : "0"(x));
@@ -77,13 +121,31 @@ inline ld exp_ext(ld y) {
 
 // The polynomial sum c[i] t^i as two Horner chains in t^2 (even and odd
 // terms), which the x87 unit runs side by side: about half the latency.
-template <int N> inline ld horner(const ld (&c)[N], ld t) {
+template <class C, int N> inline ld horner(const C (&c)[N], ld t) {
   const ld t2 = t * t;
   constexpr int last_even = (N - 1) & ~1, last_odd = (N - 2) | 1;
   ld e = c[last_even], o = c[last_odd];
   for (int i = last_even - 2; i >= 0; i -= 2) e = e * t2 + c[i];
   for (int i = last_odd - 2; i >= 1; i -= 2) o = o * t2 + c[i];
   return e + t * o;
+}
+
+// The same sum by Estrin's scheme: pairs c[i] + c[i+1] t combined by t^2,
+// t^4, t^8: a shorter chain of dependent operations than Horner's for the
+// long x87 latencies, at the price of a few more multiplications.
+template <class C, int N> inline ld estrin(const C (&c)[N], ld t) {
+  static_assert(N >= 2 && N <= 16, "up to 16 terms");
+  ld p[8];
+  constexpr int pairs = (N + 1) / 2;
+  for (int i = 0; i < pairs; ++i) p[i] = 2 * i + 1 < N ? c[2 * i] + t * (ld)c[2 * i + 1] : (ld)c[2 * i];
+  ld s = t * t;
+  int n = pairs;
+  while (n > 1) {
+    for (int i = 0; 2 * i < n; ++i) p[i] = 2 * i + 1 < n ? p[2 * i] + s * p[2 * i + 1] : p[2 * i];
+    n = (n + 1) / 2;
+    if (n > 1) s = s * s;
+  }
+  return p[0];
 }
 
 // The product start (start + 1) ... (start + n - 1), in four independent chains.

@@ -10,7 +10,10 @@
 //                  formed to 64 bits, so the zeros of lgamma between -2 and -6
 //                  are met with an absolute error near 2^-62;
 //   below -32      reflection, ln pi - ln|sin(pi x)| - lgamma(1 - x).
-// The result is narrowed once.
+// Each path takes one logarithm, from the 256-row table of gamma_x87.h (no
+// fyl2x); the coefficients beyond the leading ones are held in double, whose
+// loads cost the x87 unit far less than 80-bit ones, and the long sums run
+// by Estrin's scheme. The result is narrowed once.
 #include "vector/dispatch/accuracy.h"
 #include "vector/kernels/gamma/gamma_x87.h"
 
@@ -20,41 +23,53 @@ namespace {
 using namespace qor::kernels::gamma;
 using namespace qor::kernels::gamma_tables;
 
+// Short = true for the float routine: series cut where their terms fall
+// below 2^-36 of the result (rows through t^6, Stirling through 1/x^5, ln
+// through r^4), which keeps its result correctly rounded but for the
+// rounding of the float.
+
 // lgamma on [1, 3).
-ld lgamma_row(ld y) {
+template <bool Short> ld lgamma_row(ld y) {
   int i = (int)((y - 1) * 16);
   i = i < 0 ? 0 : i > 31 ? 31 : i;
   const ld t = y - kLGammaCentre[i];
-  const ld p = horner(kLGamma[i], t);
+  const LGammaRow &row = kLGamma[i];
+  const ld t2 = t * t;
+  ld tail;  // the terms from t^3 on
+  if constexpr (Short) tail = (row.rest[0] + t * row.rest[1]) + t2 * (row.rest[2] + t * row.rest[3]);
+  else tail = estrin(row.rest, t);
+  const ld p = row.wide[0] + (t * row.wide[1] + t2 * (row.wide[2] + t * tail));
   return (kLGammaZeroRows >> i) & 1 ? p * t + 0 : p;  // + 0: lgamma(1) = lgamma(2) = +0
 }
 
-ld lgamma_stirling(ld x) {
-  const ld w = 1 / x;
-  const ld s = w * horner(kStirling, w * w);
-  return (x - 0.5L) * x87_log(x) - x + (kHalfLn2Pi + s);
+// Stirling's series for x >= 12, given ln x.
+template <bool Short> inline ld lgamma_stirling(ld x, ld lnx) {
+  const ld w = 1 / x, w2 = w * w;
+  const ld s = Short ? w * (kStirling[0] + w2 * (kStirling[1] + w2 * kStirling[2])) : w * estrin(kStirling, w2);
+  return (x - 0.5) * lnx - x + (kHalfLn2PiHi + (kHalfLn2PiLo + s));
 }
 
-// ln|Gamma(x)| for finite x, not zero nor a negative integer, below overflow.
-ld lgamma_ext(ld x) {
-  if (x >= 12) return lgamma_stirling(x);
+// ln|Gamma(x)| for finite x, not zero nor a negative integer, below overflow;
+// `bits` are those of x as a double.
+template <bool Short> ld lgamma_ext(ld x, uint64_t bits) {
+  if (x >= 12) return lgamma_stirling<Short>(x, log_bits<Short>(bits));
   if (x >= 3) {
-    const ld fl = x87_floor(x);
-    const int n = (int)fl - 2;
+    const int n = (int)x - 2;  // truncation (fisttp): the floor for positive x
     const ld y = x - n;
-    return lgamma_row(y) + x87_log(rising_product(y, n));
+    return lgamma_row<Short>(y) + log_table<Short>(rising_product(y, n));
   }
-  if (x >= 1) return lgamma_row(x);
-  if (x > 0) return lgamma_row(x + 1) - log_ext(x);
+  if (x >= 1) return lgamma_row<Short>(x);
+  if (x > 0) return lgamma_row<Short>(x + 1) - log_table<Short>(x);
   if (x > -32) {
     const ld fl = x87_floor(x);
     const int n = 2 - (int)fl;
     const ld p = rising_product(x, n);
-    return lgamma_row(x + n) - x87_log(p < 0 ? -p : p);
+    return lgamma_row<Short>(x + n) - log_table<Short>(p < 0 ? -p : p);
   }
   const ld f = x - x87_rint(x);  // exact, |f| <= 1/2
   const ld s = x87_sin(kPi * (f < 0 ? -f : f));
-  return kLnPi - x87_log(s) - lgamma_stirling(1 - x);
+  const ld y = 1 - x;
+  return kLnPi - log_table<Short>(s) - lgamma_stirling<Short>(y, log_table<Short>(y));
 }
 
 // The double input bound: lgamma above 2.5599833278516383e+305 overflows.
@@ -79,7 +94,7 @@ template <class T> int lgamma_scalar(const T *a, T *r) {
     *r = (T)inf_ext();
     return 2;
   }
-  return narrow(lgamma_ext(in.x), r) ? 3 : 0;
+  return narrow(lgamma_ext<sizeof(T) == 4>(in.x, in.mag), r) ? 3 : 0;
 }
 
 int slgamma_scalar(const float *a, float *r) { return lgamma_scalar(a, r); }

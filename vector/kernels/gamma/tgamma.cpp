@@ -18,19 +18,20 @@ using namespace qor::kernels::gamma_tables;
 ld tgamma_row(ld y) {
   int i = (int)((y - 2) * 16);
   i = i < 0 ? 0 : i > 15 ? 15 : i;
-  return horner(kTGamma[i], y - (2 + (2 * i + 1) / 32.0L));
+  const ld t = y - (2 + (2 * i + 1) / 32.0), t2 = t * t;
+  const LGammaRow &row = kTGamma[i];
+  return row.wide[0] + (t * row.wide[1] + t2 * (row.wide[2] + t * estrin(row.rest, t)));
 }
 
 // Gamma(x) for finite x in (-185, 172), not zero nor a negative integer.
 ld tgamma_ext(ld x) {
-  const ld fl = x87_floor(x);
   if (x >= 3) {
-    const int n = (int)fl - 2;
+    const int n = (int)x - 2;  // truncation (fisttp): the floor for positive x
     const ld y = x - n;
     return tgamma_row(y) * rising_product(y, n);
   }
   if (x >= 2) return tgamma_row(x);
-  const int n = 2 - (int)fl;
+  const int n = 2 - (int)x87_floor(x);
   return tgamma_row(x + n) / rising_product(x, n);
 }
 
