@@ -194,10 +194,10 @@ template <class T> inline bool all_finite(const T *a, const T *b) {
 template <class T> inline int overflow_status(bool inputs_finite, const T *r) {
   return inputs_finite && !(finite(r[0]) && finite(r[1])) ? 3 : 0;
 }
-// Parts of magnitude in [lo, hi] or zero: the compensated lanes are exact there.
+// Parts of magnitude in [lo, hi]: the compensated lanes are exact there.
 template <class V> inline auto in_range(V x, bits::ElemOf<V> lo, bits::ElemOf<V> hi) {
   const V m = vabs(x);
-  return (le(V{} + lo, m) & le(m, hi)) | eq(m, 0);
+  return le(V{} + lo, m) & le(m, hi);
 }
 // Magnitude bits at or above those of infinity (infinite or NaN parts).
 inline vi4 not_finite(vf4 x) { return (as<vi4>(x) & 0x7fffffff) > 0x7f7fffff; }

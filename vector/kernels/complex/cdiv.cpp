@@ -8,7 +8,7 @@
 // z EP: the true divisions of the plain double formula. z LA/HA: numerator
 // and |b|^2 as exact double-double sums of Dekker's two-products, the
 // quotient corrected once by its residual. Both z kernels take their fast
-// path for parts of magnitude in [2^-450, 2^450] or zero, where no product
+// path for parts of magnitude in [2^-450, 2^450], where no product
 // or sum can overflow or lose bits to underflow; the rest goes to the
 // binary128 scalar routine.
 #include "vector/dispatch/accuracy.h"
@@ -43,6 +43,8 @@ template <bool kReciprocal> struct CDiv {
   static int scalar(const float *a, const float *b, float *r) { return div_scalar(a, b, r); }
 };
 
+// Zero parts go to the scalar routine too: the compensated sums would not
+// keep the sign of an exact zero.
 constexpr double kLo = 0x1p-450, kHi = 0x1p450;
 inline vl2 z_unsafe(const vd2 *x) {
   return ~(in_range(x[0], kLo, kHi) & in_range(x[1], kLo, kHi) & in_range(x[2], kLo, kHi) &
@@ -101,12 +103,6 @@ struct ZDivLAHA {
   static int scalar(const double *a, const double *b, double *r) { return div_scalar(a, b, r); }
 };
 
-QOR_ACCURACY(cDiv, LA, ULP, 4.0)
-QOR_ACCURACY(cDiv, HA, ULP, 1.0)
-QOR_ACCURACY(cDiv, EP, BITS, 11)
-QOR_ACCURACY(zDiv, LA, ULP, 4.0)
-QOR_ACCURACY(zDiv, HA, ULP, 1.0)
-QOR_ACCURACY(zDiv, EP, BITS, 26)
 
 }  // namespace
 }  // namespace qor::kernels::cx

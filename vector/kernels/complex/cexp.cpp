@@ -137,7 +137,7 @@ template <bool kHA> struct CExp {
     }
     const vi4 odd = (as<vi4>(u) - kShifterBits) << 31;  // sign of cos and sin: (-1)^m
     re = as<vf4>(as<vi4>(narrow(c2[0], c2[1])) ^ odd);
-    im = as<vf4>(as<vi4>(narrow(s2[0], s2[1])) ^ odd);
+    im = select(eq(y, 0.0f), y, as<vf4>(as<vi4>(narrow(s2[0], s2[1])) ^ odd));  // e^x (1 + 0i) keeps the zero
     return ((as<vi4>(x) & 0x7fffffff) > 0x42aeac4f) | ~le(vabs(y), 10000.0f);
   }
   static int scalar(const float *a, const float *, float *r) { return cexp_scalar(a, r); }
@@ -147,10 +147,11 @@ template <bool kHA> struct CExp {
 
 int zexp_scalar(const double *a, double *r) {
   const double x = a[0], y = a[1];
-  // e^x (u + v) with one rounding at the end, for x clamped to [-800, 760]
-  // (beyond, every non-zero part is 0 or infinite whatever the sine).
+  // e^x u with one rounding at the end.
   auto scaled = [](double xv, double u) {
-    const double xc = xv > 760 ? 760 : xv < -800 ? -800 : xv;
+    if (xv > 760) return u * __builtin_inf();  // beyond, every non-zero part is infinite or 0
+    if (xv < -800) return u * 0.0;
+    const double xc = xv;
     vq2 e;
     vd2 hi, rest;
     expk::ExpHACore::parts(vd2{xc, xc}, e, hi, rest);
@@ -228,7 +229,7 @@ template <bool kHA> struct ZExp {
     exact::split(hi, hh, hl);
     const vd2 scale = as<vd2>(e + 0x3ff0000000000000ull);
     re = product(hi, hh, hl, rest, ch, cl) * scale;
-    im = product(hi, hh, hl, rest, sh, sl) * scale;
+    im = bits::bor(vabs(product(hi, hh, hl, rest, sh, sl) * scale), sign_of(sh));  // the sign of sin y, also of a zero
     return expk::high_word_above(x, 0x4086232a) | dtrig::non_finite(vabs(y));
   }
   static int scalar(const double *a, const double *, double *r) { return zexp_scalar(a, r); }
@@ -240,6 +241,14 @@ QOR_ACCURACY(cExp, EP, BITS, 11)
 QOR_ACCURACY(zExp, LA, ULP, 4.0)
 QOR_ACCURACY(zExp, HA, ULP, 1.0)
 QOR_ACCURACY(zExp, EP, BITS, 26)
+QOR_CBOX(cExp, 0, 104, 0, 3.4e38, 100000)  // every imaginary binade, huge arguments included
+QOR_CBOX(cExp, 1e-3, 87.34, 1e-3, 10000, 100000)  // the fast path
+QOR_CBOX(cExp, 85, 104, 1e-3, 10, 50000)  // overflow and underflow bands
+QOR_CBOX(cExp, 0, 1, 1.5, 1.6, 20000)  // cosine near zero at pi/2
+QOR_CBOX(zExp, 0, 746, 0, 1.7e308, 100000)  // every imaginary binade, huge arguments included
+QOR_CBOX(zExp, 1e-3, 708, 1e-3, 65536, 100000)  // the fast path
+QOR_CBOX(zExp, 700, 746, 1e-3, 10, 50000)  // overflow and underflow bands
+QOR_CBOX(zExp, 0, 1, 1.5707, 1.5708, 20000)  // cosine near zero at pi/2
 
 }  // namespace
 }  // namespace qor::kernels::cx

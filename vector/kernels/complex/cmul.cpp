@@ -8,7 +8,8 @@
 // parts. c LA/HA: the products of the widened parts are exact in double, so
 // each part is rounded twice only; flagged on infinity bits.
 // z LA/HA: Dekker's two-products and an exact difference, for parts of
-// magnitude in [2^-450, 2^450] or zero (all the error terms are exact there);
+// magnitude in [2^-450, 2^450] (all the error terms are exact there; zero
+// parts take the scalar routine, which keeps the sign of an exact zero);
 // z EP: the plain double formula, flagged on infinity bits. The scalar
 // routine of every kernel computes in a wider format (double for c, binary128
 // for z), recovers infinities as C99 Annex G does, and reports 3 when finite
@@ -110,18 +111,6 @@ template <bool Conj, const char *Name> struct ZMulLAHA {
 
 constexpr char kCMul[] = "vcMul", kCMulByConj[] = "vcMulByConj", kZMul[] = "vzMul", kZMulByConj[] = "vzMulByConj";
 
-QOR_ACCURACY(cMul, LA, ULP, 4.0)
-QOR_ACCURACY(cMul, HA, ULP, 1.0)
-QOR_ACCURACY(cMul, EP, BITS, 11)
-QOR_ACCURACY(cMulByConj, LA, ULP, 4.0)
-QOR_ACCURACY(cMulByConj, HA, ULP, 1.0)
-QOR_ACCURACY(cMulByConj, EP, BITS, 11)
-QOR_ACCURACY(zMul, LA, ULP, 4.0)
-QOR_ACCURACY(zMul, HA, ULP, 1.0)
-QOR_ACCURACY(zMul, EP, BITS, 26)
-QOR_ACCURACY(zMulByConj, LA, ULP, 4.0)
-QOR_ACCURACY(zMulByConj, HA, ULP, 1.0)
-QOR_ACCURACY(zMulByConj, EP, BITS, 26)
 
 }  // namespace
 }  // namespace qor::kernels::cx

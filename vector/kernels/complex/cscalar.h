@@ -34,7 +34,7 @@ template <bool Conj, class T> int mul_scalar(const T *a, const T *b, T *r) {
       br = boxed(br), bi = boxed(bi), ar = nan_to_zero(ar), ai = nan_to_zero(ai);
       again = true;
     }
-    if (!again && (is_inf(ar * br) || is_inf(ai * bi) || is_inf(ar * bi) || is_inf(ai * br))) {
+    if (!again && (is_inf((W)ar * br) || is_inf((W)ai * bi) || is_inf((W)ar * bi) || is_inf((W)ai * br))) {
       ar = nan_to_zero(ar), ai = nan_to_zero(ai), br = nan_to_zero(br), bi = nan_to_zero(bi);
       again = true;
     }
@@ -55,20 +55,18 @@ template <class T> int div_scalar(const T *a, const T *b, T *r) {
   T ar = a[0], ai = a[1], br = b[0], bi = b[1];
   const W den = (W)br * br + (W)bi * bi;
   T x = T(((W)ar * br + (W)ai * bi) / den), y = T(((W)ai * br - (W)ar * bi) / den);
-  if (is_nan(x) && is_nan(y)) {
-    const T inf = __builtin_inf();
-    if (den == 0 && (!is_nan(ar) || !is_nan(ai))) {
-      x = __builtin_copysign(inf, br) * ar;
-      y = __builtin_copysign(inf, br) * ai;
-    } else if ((is_inf(ar) || is_inf(ai)) && finite(br) && finite(bi)) {
-      ar = boxed(ar), ai = boxed(ai);
-      x = inf * (ar * br + ai * bi);
-      y = inf * (ai * br - ar * bi);
-    } else if ((is_inf(br) || is_inf(bi)) && finite(ar) && finite(ai)) {
-      br = boxed(br), bi = boxed(bi);
-      x = T(0) * (ar * br + ai * bi);
-      y = T(0) * (ai * br - ar * bi);
-    }
+  const T inf = __builtin_inf();
+  if (is_nan(x) && is_nan(y) && den == 0 && (!is_nan(ar) || !is_nan(ai))) {
+    x = __builtin_copysign(inf, br) * ar;
+    y = __builtin_copysign(inf, br) * ai;
+  } else if ((is_inf(ar) || is_inf(ai)) && finite(br) && finite(bi)) {  // infinite over finite: infinite
+    ar = boxed(ar), ai = boxed(ai);
+    x = inf * (ar * br + ai * bi);
+    y = inf * (ai * br - ar * bi);
+  } else if ((is_inf(br) || is_inf(bi)) && finite(ar) && finite(ai)) {  // finite over infinite: zero
+    br = boxed(br), bi = boxed(bi);
+    x = T(0) * (ar * br + ai * bi);
+    y = T(0) * (ai * br - ar * bi);
   }
   r[0] = x, r[1] = y;
   const bool fin = all_finite(a, b);

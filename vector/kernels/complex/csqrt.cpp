@@ -27,7 +27,7 @@ template <class T> bool sqrt_specials(T x, T y, T *r) {
     r[0] = inf, r[1] = y;
   } else if (__builtin_isinf(x)) {
     if (x > 0) r[0] = x, r[1] = __builtin_isnan(y) ? y + y : __builtin_copysign(T(0), y);
-    else r[0] = __builtin_isnan(y) ? y + y : T(0), r[1] = __builtin_isnan(y) ? inf : __builtin_copysign(inf, y);
+    else r[0] = __builtin_isnan(y) ? y + y : T(0), r[1] = __builtin_isnan(y) ? -inf : __builtin_copysign(inf, y);  // sign left open for a NaN y
   } else if (__builtin_isnan(x) || __builtin_isnan(y)) {
     r[0] = r[1] = x + y;
   } else if (x == 0 && y == 0) {
@@ -97,17 +97,17 @@ __attribute__((noinline)) void zsqrt_element(const double *a, double *r) {
   const long double x = a[0], y = a[1];
   long double m = x * x + y * y, w, t;
   __asm__("fsqrt" : "+t"(m));
-  w = ((x < 0 ? -x : x) + m) * 0.5L;
+  w = (__builtin_fabsl(x) + m) * 0.5L;
   t = w;
   __asm__("fsqrt" : "+t"(t));
-  const long double u = (y < 0 ? -y : y) / (2 * t);
+  const long double u = __builtin_fabsl(y) / (2 * t);
   const double td = (double)t, ud = (double)u;
   r[0] = x >= 0 ? td : ud;
   r[1] = __builtin_copysign(x >= 0 ? ud : td, a[1]);
 }
 
 template <bool Strided> void zsqrt_loop(int n, const double *a, int inca, double *r, int incr) {
-  SavedEnv env = qor::bex::DoubleX87Env::enter();
+  SavedEnv env = qor::bex::DoubleX87NearestEnv::enter();  // the SSE tests of the routine do not flush
   {
     qor::bex::fpenv::X87ExtendedScope extended;
     for (int i = 0; i < n; ++i) {
@@ -129,6 +129,11 @@ QOR_ACCURACY(cSqrt, EP, BITS, 11)
 QOR_ACCURACY(zSqrt, LA, ULP, 4.0)
 QOR_ACCURACY(zSqrt, HA, ULP, 1.0)
 QOR_ACCURACY(zSqrt, EP, BITS, 26)
+QOR_CBOX(cSqrt, 0, 3.4e38, 0, 3.4e38, 100000)  // the whole range, denormals included
+QOR_CBOX(cSqrt, 0.5, 2, 0, 1e-3, 50000)  // near the cut and the real axis
+QOR_CBOX(cSqrt, 1e-40, 1e-36, 1e-40, 1e-36, 50000)  // the lower bound of the fast path
+QOR_CBOX(zSqrt, 0, 1.7e308, 0, 1.7e308, 100000)  // the whole range, denormals included
+QOR_CBOX(zSqrt, 0.5, 2, 0, 1e-3, 50000)  // near the cut and the real axis
 
 }  // namespace
 }  // namespace qor::kernels::cx
