@@ -104,6 +104,19 @@ struct ZDivLAHA {
 };
 
 
+QOR_ACCURACY(cDiv, LA, ULP, 4.0)
+QOR_ACCURACY(cDiv, HA, ULP, 1.0)
+QOR_ACCURACY(cDiv, EP, BITS, 11)
+QOR_CBOX2(cDiv, 0, 3.4e38, 0, 3.4e38, 0, 3.4e38, 0, 3.4e38, 100000)  // the whole range, denormals included
+QOR_CBOX2(cDiv, 0.5, 2, 0.5, 2, 0.5, 2, 0.5, 2, 100000)  // near unity
+QOR_ACCURACY(zDiv, LA, ULP, 4.0)
+QOR_ACCURACY(zDiv, HA, ULP, 1.0)
+QOR_ACCURACY(zDiv, EP, BITS, 26)
+QOR_CBOX2(zDiv, 0, 1.7e308, 0, 1.7e308, 0, 1.7e308, 0, 1.7e308, 100000)  // the whole range, denormals included
+QOR_CBOX2(zDiv, 0.5, 2, 0.5, 2, 0.5, 2, 0.5, 2, 100000)  // near unity
+QOR_CBOX2(zDiv, 1e-130, 1e130, 1e-130, 1e130, 1e-130, 1e130, 1e-130, 1e130, 100000)  // the compensated fast path
+QOR_CBOX2(zDiv, 1e-300, 1e300, 0, 0, 1e-300, 1e300, 1e-300, 1e300, 50000)  // real numerators
+
 }  // namespace
 }  // namespace qor::kernels::cx
 

@@ -10,7 +10,8 @@
 // z LA/HA: Dekker's two-products and an exact difference, for parts of
 // magnitude in [2^-450, 2^450] (all the error terms are exact there; zero
 // parts take the scalar routine, which keeps the sign of an exact zero);
-// z EP: the plain double formula, flagged on infinity bits. The scalar
+// z EP: the plain double formula, flagged as c EP is, for a part that lost
+// more than twenty bits. The scalar
 // routine of every kernel computes in a wider format (double for c, binary128
 // for z), recovers infinities as C99 Annex G does, and reports 3 when finite
 // inputs gave an infinite part.
@@ -62,16 +63,17 @@ template <bool Conj, const char *Name> struct CMulLAHA {
   static int scalar(const float *a, const float *b, float *r) { return mul_scalar<Conj>(a, b, r); }
 };
 
-// z EP: the plain formula.
+// z EP: the plain formula with the cancellation test.
 template <bool Conj, const char *Name> struct ZMulEP {
   using T = double;
   static constexpr int kIn = 2, kBlock = 4;
   static constexpr const char *kName = Name;
   static vl2 lanes(const vd2 *x, vd2 &re, vd2 &im) {
     const vd2 ar = x[0], ai = x[1], br = x[2], bi = conj_im<Conj>(x[3]);
-    re = ar * br - ai * bi;
-    im = ai * br + ar * bi;
-    return not_finite(re) | not_finite(im);
+    const vd2 p2 = ai * bi, p4 = ar * bi;
+    re = ar * br - p2;
+    im = ai * br + p4;
+    return ~lt(vabs(p2) * 0x1p-20, vabs(re)) | ~lt(vabs(p4) * 0x1p-20, vabs(im)) | not_finite(re) | not_finite(im);
   }
   static int scalar(const double *a, const double *b, double *r) { return mul_scalar<Conj>(a, b, r); }
 };
@@ -111,6 +113,28 @@ template <bool Conj, const char *Name> struct ZMulLAHA {
 
 constexpr char kCMul[] = "vcMul", kCMulByConj[] = "vcMulByConj", kZMul[] = "vzMul", kZMulByConj[] = "vzMulByConj";
 
+
+QOR_ACCURACY(cMul, LA, ULP, 4.0)
+QOR_ACCURACY(cMul, HA, ULP, 1.0)
+QOR_ACCURACY(cMul, EP, BITS, 11)
+QOR_CBOX2(cMul, 0, 3.4e38, 0, 3.4e38, 0, 3.4e38, 0, 3.4e38, 100000)  // the whole range, denormals included
+QOR_CBOX2(cMul, 0.5, 2, 0.5, 2, 0.5, 2, 0.5, 2, 100000)  // near unity: cancellation and the fast path
+QOR_ACCURACY(cMulByConj, LA, ULP, 4.0)
+QOR_ACCURACY(cMulByConj, HA, ULP, 1.0)
+QOR_ACCURACY(cMulByConj, EP, BITS, 11)
+QOR_CBOX2(cMulByConj, 0, 3.4e38, 0, 3.4e38, 0, 3.4e38, 0, 3.4e38, 100000)  // the whole range, denormals included
+QOR_CBOX2(cMulByConj, 0.5, 2, 0.5, 2, 0.5, 2, 0.5, 2, 100000)  // near unity: cancellation and the fast path
+QOR_ACCURACY(zMul, LA, ULP, 4.0)
+QOR_ACCURACY(zMul, HA, ULP, 1.0)
+QOR_ACCURACY(zMul, EP, BITS, 26)
+QOR_CBOX2(zMul, 0, 1.7e308, 0, 1.7e308, 0, 1.7e308, 0, 1.7e308, 100000)  // the whole range, denormals included
+QOR_CBOX2(zMul, 0.5, 2, 0.5, 2, 0.5, 2, 0.5, 2, 100000)  // near unity: cancellation and the fast path
+QOR_ACCURACY(zMulByConj, LA, ULP, 4.0)
+QOR_ACCURACY(zMulByConj, HA, ULP, 1.0)
+QOR_ACCURACY(zMulByConj, EP, BITS, 26)
+QOR_CBOX2(zMulByConj, 0, 1.7e308, 0, 1.7e308, 0, 1.7e308, 0, 1.7e308, 100000)  // the whole range, denormals included
+QOR_CBOX2(zMulByConj, 0.5, 2, 0.5, 2, 0.5, 2, 0.5, 2, 100000)  // near unity: cancellation and the fast path
+QOR_CBOX2(zMul, 1e-130, 1e130, 1e-130, 1e130, 1e-130, 1e130, 1e-130, 1e130, 100000)  // the compensated fast path
 
 }  // namespace
 }  // namespace qor::kernels::cx

@@ -16,7 +16,8 @@ template <> struct WideOf<double> { using W = __float128; };
 
 template <class T> inline bool is_inf(T x) { return __builtin_isinf(x); }
 template <class T> inline bool is_nan(T x) { return __builtin_isnan(x); }
-template <class T> inline T boxed(T x) { return __builtin_copysign(is_inf(x) ? T(1) : T(0), x); }  // inf -> +-1, else +-0
+// inf -> +-1, NaN -> +0, other -> +-0
+template <class T> inline T boxed(T x) { return is_nan(x) ? T(0) : __builtin_copysign(is_inf(x) ? T(1) : T(0), x); }
 template <class T> inline T nan_to_zero(T x) { return is_nan(x) ? __builtin_copysign(T(0), x) : x; }
 
 // a b (Conj: a conj(b)); status 3 when finite inputs gave an infinite part.
@@ -44,6 +45,10 @@ template <bool Conj, class T> int mul_scalar(const T *a, const T *b, T *r) {
       y = inf * (ai * br + ar * bi);
     }
   }
+  // Infinite real parts of both, with a finite non-zero a_im: the imaginary
+  // part is the sum of two infinities of opposite signs, taken as the a_re b_im term.
+  const T ar0 = a[0], ai0 = a[1], br0 = b[0], bi0 = Conj ? -b[1] : b[1];
+  if (is_nan(y) && is_inf(x) && is_inf(ar0) && finite(ai0) && ai0 != 0 && is_inf(br0) && !is_nan(bi0)) y = ar0 * bi0;
   r[0] = x, r[1] = y;
   return overflow_status(all_finite(a, b), r);
 }
@@ -65,8 +70,8 @@ template <class T> int div_scalar(const T *a, const T *b, T *r) {
     y = inf * (ai * br - ar * bi);
   } else if ((is_inf(br) || is_inf(bi)) && finite(ar) && finite(ai)) {  // finite over infinite: zero
     br = boxed(br), bi = boxed(bi);
-    x = T(0) * (ar * br + ai * bi);
-    y = T(0) * (ai * br - ar * bi);
+    x = T(W(0) * ((W)ar * br + (W)ai * bi));
+    y = T(W(0) * ((W)ai * br - (W)ar * bi));
   }
   r[0] = x, r[1] = y;
   const bool fin = all_finite(a, b);
