@@ -51,8 +51,10 @@ inline void ccosh_ext(ld x, ld y, ld &re, ld &im) {
     sincos_ext(y, s, c);
     re = ch * c, im = sh * s;
   } else if (!is_finite(y)) {
-    re = is_inf(x) ? fabs_ld(x) : nan_of(y, y);
-    im = x == 0 ? signed_zero(sign_bit(x) != sign_bit(y)) : nan_of(y, y);
+    // the signs left open (of an infinite real part, of a zero imaginary
+    // part) as the MPC reference gives them
+    re = is_inf(x) ? (is_inf(y) && sign_bit(x) != sign_bit(y) ? -fabs_ld(x) : fabs_ld(x)) : nan_of(y, y);
+    im = x == 0 ? signed_zero(is_nan(y) ? sign_bit(x) : sign_bit(x) != sign_bit(y)) : nan_of(y, y);
   } else if (is_inf(x)) {
     if (y == 0) {
       re = fabs_ld(x), im = signed_zero(sign_bit(x) != sign_bit(y));
@@ -62,7 +64,7 @@ inline void ccosh_ext(ld x, ld y, ld &re, ld &im) {
       re = fabs_ld(x) * c, im = x * s;
     }
   } else {
-    re = x, im = y == 0 ? signed_zero(sign_bit(y)) : x;
+    re = x, im = y == 0 ? -y : x;
   }
 }
 

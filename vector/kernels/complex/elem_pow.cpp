@@ -56,3 +56,34 @@ QOR_COMPLEX_ELEMENT_POW(cPow, ALL, QorComplex8, qor::kernels::cplx::pow_routine,
 QOR_COMPLEX_ELEMENT_POW(zPow, ALL, QorComplex16, qor::kernels::cplx::pow_routine, true)
 QOR_COMPLEX_ELEMENT_POWX(cPowx, ALL, QorComplex8, qor::kernels::cplx::pow_routine, true)
 QOR_COMPLEX_ELEMENT_POWX(zPowx, ALL, QorComplex16, qor::kernels::cplx::pow_routine, true)
+
+namespace {
+QOR_ACCURACY(cPow, LA, ULP, 4.0)
+QOR_ACCURACY(cPow, HA, ULP, 1.0)
+QOR_ACCURACY(cPow, EP, BITS, 11)
+QOR_CBOX2(cPow, 1e-3, 1e3, 1e-3, 1e3, 1e-3, 10, 1e-3, 10, 20000)  // the body
+QOR_CBOX2(cPow, 0, 3.4e38, 0, 3.4e38, 0, 1, 0, 1, 20000)  // bases across the whole range
+QOR_CBOX2(cPow, 0.5, 1.5, 0, 1e-2, 1, 1e4, 0, 1e2, 10000)  // bases near 1, large exponents
+QOR_CBOX2(cPow, 1e-3, 1e3, 0, 0, 0, 50, 0, 0, 10000)  // real bases of both signs, real exponents
+QOR_ACCURACY(cPowx, LA, ULP, 4.0)
+QOR_ACCURACY(cPowx, HA, ULP, 1.0)
+QOR_ACCURACY(cPowx, EP, BITS, 11)
+QOR_CBOX2(cPowx, 1e-3, 1e3, 1e-3, 1e3, 1e-3, 10, 1e-3, 10, 20000)  // the body
+QOR_CBOX2(cPowx, 0, 3.4e38, 0, 3.4e38, 0, 1, 0, 1, 20000)  // bases across the whole range
+QOR_CBOX2(cPowx, 0.5, 1.5, 0, 1e-2, 1, 1e4, 0, 1e2, 10000)  // bases near 1, large exponents
+QOR_CBOX2(cPowx, 1e-3, 1e3, 0, 0, 0, 50, 0, 0, 10000)  // real bases of both signs, real exponents
+QOR_ACCURACY(zPow, LA, ULP, 4.0)
+QOR_ACCURACY(zPow, HA, ULP, 1.0)
+QOR_ACCURACY(zPow, EP, BITS, 26)
+QOR_CBOX2(zPow, 1e-3, 1e3, 1e-3, 1e3, 1e-3, 10, 1e-3, 10, 20000)  // the body
+QOR_CBOX2(zPow, 0, 1.7e308, 0, 1.7e308, 0, 1, 0, 1, 20000)  // bases across the whole range
+QOR_CBOX2(zPow, 0.5, 1.5, 0, 1e-2, 1, 1e4, 0, 1e2, 10000)  // bases near 1, large exponents
+QOR_CBOX2(zPow, 1e-3, 1e3, 0, 0, 0, 50, 0, 0, 10000)  // real bases of both signs, real exponents
+QOR_ACCURACY(zPowx, LA, ULP, 4.0)
+QOR_ACCURACY(zPowx, HA, ULP, 1.0)
+QOR_ACCURACY(zPowx, EP, BITS, 26)
+QOR_CBOX2(zPowx, 1e-3, 1e3, 1e-3, 1e3, 1e-3, 10, 1e-3, 10, 20000)  // the body
+QOR_CBOX2(zPowx, 0, 1.7e308, 0, 1.7e308, 0, 1, 0, 1, 20000)  // bases across the whole range
+QOR_CBOX2(zPowx, 0.5, 1.5, 0, 1e-2, 1, 1e4, 0, 1e2, 10000)  // bases near 1, large exponents
+QOR_CBOX2(zPowx, 1e-3, 1e3, 0, 0, 0, 50, 0, 0, 10000)  // real bases of both signs, real exponents
+}  // namespace

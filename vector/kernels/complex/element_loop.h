@@ -49,8 +49,8 @@ inline void store(QorComplex8 *p, const double d[2]) {
   const bool denormal = ((b[0] & 0x7f800000u) == 0 && (b[0] & 0x007fffffu) != 0) ||
                         ((b[1] & 0x7f800000u) == 0 && (b[1] & 0x007fffffu) != 0);
   if (__builtin_expect(denormal, 0)) {
-    volatile float least = 0x1p-126f;
-    const float tiny = least * least;  // raises underflow (and inexact) in MXCSR
+    volatile float least = 0x1p-126f, tiny;
+    tiny = least * least;  // raises underflow (and inexact) in MXCSR
     (void)tiny;
   }
 }
