@@ -11,9 +11,18 @@
 
 namespace qor::kernels::cplx {
 
+// A part loaded by the x87 unit: opaque to the compiler, so that no test or
+// operation on it is narrowed back to an SSE double operation (which the
+// caller's DAZ would see), and a signalling NaN comes out quiet.
+inline ld part(const double *p) {
+  ld r;
+  __asm__("fldl %1" : "=t"(r) : "m"(*p));
+  return r;
+}
+inline void store_part(double *p, ld v) { __asm__("fstpl %0" : "=m"(*p) : "t"(v) : "st"); }
 inline int put(double out[2], ld re, ld im) {
-  out[0] = (double)re;
-  out[1] = (double)im;
+  store_part(&out[0], re);
+  store_part(&out[1], im);
   return 0;
 }
 inline ld nan_of(ld a, ld b) { return (a - a) + (b - b); }  // a quiet NaN when either is not finite

@@ -13,13 +13,13 @@ namespace {
 
 template <int Method> int ln_routine(double out[2], const double in[2]) {
   ld re, im;
-  clog_ext<Method>(in[0], in[1], re, im);
+  clog_ext<Method>(part(&in[0]), part(&in[1]), re, im);
   return put(out, re, im);
 }
 
 int log10_routine(double out[2], const double in[2]) {
   ld re, im;
-  clog_ext<0>(in[0], in[1], re, im);
+  clog_ext<0>(part(&in[0]), part(&in[1]), re, im);
   return put(out, re * k80::kLog10e, im * k80::kLog10e);
 }
 

@@ -21,13 +21,17 @@ inline void dot2(ld a, ld b, ld c, ld d, ld &h, ld &l) {
 }
 
 int pow_routine(double out[2], const double a[2], const double b[2]) {
-  const ld x = a[0], y = a[1], u = b[0], v = b[1];
+  const ld x = part(&a[0]), y = part(&a[1]), u = part(&b[0]), v = part(&b[1]);
   if (u == 0 && v == 0) return put(out, 1.0L, 0.0L);
   const bool finite = is_finite(x) && is_finite(y) && is_finite(u) && is_finite(v);
   if (finite && x == 0 && y == 0) {
     if (u > 0) return put(out, 0.0L, 0.0L);
-    if (u < 0) return put(out, __builtin_infl(), 0.0L), 2;
-    return put(out, nan_of(x, __builtin_infl()), nan_of(x, __builtin_infl())), 1;
+    if (u < 0) {
+      put(out, __builtin_infl(), 0.0L);
+      return 2;
+    }
+    put(out, nan_of(x, __builtin_infl()), nan_of(x, __builtin_infl()));
+    return 1;
   }
   ld lr, li;
   clog_ext<0>(x, y, lr, li);
