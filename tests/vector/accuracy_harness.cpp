@@ -4,7 +4,8 @@
 // is compared with its bound: at most `bound` ulp, or at least `bound` correct
 // bits (a bound of 0.5 ulp asks for the correctly rounded result). Two-input
 // entries (QOR_INTERVAL2) run over random pairs and every pair of special
-// values; SinCos and CIS are checked in both results. Periodic functions also
+// values; SinCos and CIS are checked in both results. The other complex
+// entries run in accuracy_complex.cpp over their boxes. Periodic functions also
 // run over the inputs of accuracy_points.cpp, where reduction is hardest. The
 // strided form with stride 2 must give the same bits.
 //
@@ -25,6 +26,7 @@
 #include <string>
 #include <vector>
 
+#include "accuracy_complex.h"
 #include "accuracy_points.h"
 #include "accuracy_refs.h"
 #include "qor/qor_bex.h"
@@ -65,6 +67,8 @@ struct AbsoluteRule {
 #define QOR_INTERVAL2_LOG(entry, alo, ahi, blo, bhi, count)
 #define QOR_KNOWN_MISS(entry, tier, measured)
 #define QOR_ABSOLUTE_BELOW(entry, x, unit)
+#define QOR_CBOX(entry, re_lo, re_hi, im_lo, im_hi, count)  // complex boxes: accuracy_complex.cpp
+#define QOR_CBOX2(entry, re_lo, re_hi, im_lo, im_hi, b_re_lo, b_re_hi, b_im_lo, b_im_hi, count)
 #undef QOR_ACCURACY
 #define QOR_ACCURACY(entry, tier, kind, bound) {#entry, tier, kind, bound},
 const Decl kDecls[] = {
@@ -547,19 +551,28 @@ int main(int argc, char **argv) {
   };
   for (const Decl &d : kDecls) {
     if (!wanted(d.entry)) continue;
+    std::string complex_at;
+    Result res;
+    const bool single = d.entry[0] == 's' || d.entry[0] == 'c';
     MpfrUnary ref = reference_of(d.entry);
     MpfrBinary ref2 = reference2_of(d.entry);
     std::vector<const Interval *> ivs;
     for (const Interval &iv : kIntervals)
       if (strcmp(iv.entry, d.entry) == 0) ivs.push_back(&iv);
-    if (!(ref || ref2) || ivs.empty() || !table_kernel(d.entry, d.tier)) {
+    if (complex_entry(d.entry)) {
+      ComplexResult cres;
+      if (!run_complex(d.entry, d.tier, d.kind == BITS, quick, cres)) {
+        printf("%-14s %-4s no reference, box or kernel\n", d.entry, tier_names[d.tier]);
+        ++failures;
+        continue;
+      }
+      res.worst = cres.worst, res.count = cres.count, res.mismatches = cres.mismatches;
+      complex_at = cres.worst_at;
+    } else if (!(ref || ref2) || ivs.empty() || !table_kernel(d.entry, d.tier)) {
       printf("%-14s %-4s no reference, interval or kernel\n", d.entry, tier_names[d.tier]);
       ++failures;
       continue;
-    }
-    Result res;
-    const bool single = d.entry[0] == 's' || d.entry[0] == 'c';
-    if (strstr(d.entry, "Powx")) {
+    } else if (strstr(d.entry, "Powx")) {
       if (single) run_powx<float>(d, ivs, quick, res);
       else run_powx<double>(d, ivs, quick, res);
     } else if (two_results(d.entry)) {
@@ -591,8 +604,9 @@ int main(int argc, char **argv) {
     ok = ok && res.mismatches == 0;
     char note[48] = "";
     if (miss) snprintf(note, sizeof note, "  MISS (recorded %.2f)", miss->measured);
-    char at[64];
-    if (isnan(res.worst_at_b)) snprintf(at, sizeof at, "%.9g", res.worst_at);
+    char at[96];
+    if (!complex_at.empty()) snprintf(at, sizeof at, "%s", complex_at.c_str());
+    else if (isnan(res.worst_at_b)) snprintf(at, sizeof at, "%.9g", res.worst_at);
     else snprintf(at, sizeof at, "%.9g, %.9g", res.worst_at, res.worst_at_b);
     printf("%-14s %-4s %-22s %-24s %-10ld %s%s%s%s\n", d.entry, tier_names[d.tier], bound, measured, res.count,
            at, note, res.mismatches ? "  STRIDED MISMATCH" : "", ok ? "" : "  FAIL");

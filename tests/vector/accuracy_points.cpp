@@ -89,3 +89,56 @@ template <class T> std::vector<T> reduction_points(const char *func, bool quick)
 
 template std::vector<float> reduction_points<float>(const char *, bool);
 template std::vector<double> reduction_points<double>(const char *, bool);
+
+template <class T> std::vector<std::array<T, 2>> complex_points(const char *func, bool quick) {
+  using L = std::numeric_limits<T>;
+  const int p = L::digits;
+  const T one_up = nextafter((T)1, (T)2), one_down = nextafter((T)1, (T)0);
+  const T ln_max = (T)log((double)L::max()), ln_2max = (T)(log((double)L::max()) + M_LN2);
+  const T ln_den = (T)log((double)L::denorm_min());
+  const T pi = (T)M_PI;
+  std::vector<T> mags = {0, L::denorm_min(), L::min(), (T)1e-20, (T)ldexp(1.0, -p / 2), (T)0.5, 1, one_up, one_down,
+                         2, pi / 4, pi / 2, pi, 3 * pi / 2, ln_max, nextafter(ln_max, (T)0), nextafter(ln_max, L::max()),
+                         ln_2max, -ln_den, (T)1e10, (T)ldexp(1.0, p + 7), L::max(), L::infinity()};
+  std::vector<T> parts = {L::quiet_NaN()};
+  for (T m : mags) parts.push_back(m), parts.push_back(-m);
+  std::vector<std::array<T, 2>> v;
+  for (T re : parts)
+    for (T im : parts) v.push_back({re, im});
+  // The unit circle: the angles k pi/32, then points whose |z| lies within
+  // rounding of 1, where ln |z| cancels.
+  for (int k = 0; k < 64; ++k) v.push_back({(T)cos(k * M_PI / 32), (T)sin(k * M_PI / 32)});
+  for (int k = 1; k < 64; ++k) {
+    const T x = (T)(k / 64.0 + ldexp(1.0, -p / 2) * k), y = (T)sqrt(1.0 - (double)x * (double)x);
+    for (T sx : {x, -x})
+      for (T sy : {y, -y}) v.push_back({sx, sy}), v.push_back({sy, sx});
+  }
+  // Next to the branch points 1, -1, i, -i.
+  for (int k = 4; k < p + 8; k += 3)
+    for (T d : {(T)ldexp(1.0, -k), -(T)ldexp(1.0, -k)})
+      for (T e : {(T)0, -(T)0, (T)ldexp(1.0, -2 * k), d}) {
+        v.push_back({1 + d, e}), v.push_back({-1 + d, e});
+        v.push_back({e, 1 + d}), v.push_back({e, -1 + d});
+      }
+  // The part that a periodic function reduces, at the hard reduction points.
+  const bool circular = !strcmp(func, "Sin") || !strcmp(func, "Cos") || !strcmp(func, "Tan");
+  const bool hyperbolic = !strcmp(func, "Sinh") || !strcmp(func, "Cosh") || !strcmp(func, "Tanh") || !strcmp(func, "Exp");
+  if (circular || hyperbolic)
+    for (T x : reduction_points<T>("Tan", quick))
+      for (T y : {(T)0, (T)ldexp(1.0, -30), (T)1}) v.push_back(circular ? std::array<T, 2>{x, y} : std::array<T, 2>{y, x});
+  return v;
+}
+
+template <class T> std::vector<std::array<T, 2>> complex_pair_values() {
+  using L = std::numeric_limits<T>;
+  const T parts[] = {0, -(T)0, 1, -1, (T)0.5, 3, L::infinity(), -L::infinity(), L::quiet_NaN(), L::max(), L::denorm_min()};
+  std::vector<std::array<T, 2>> v;
+  for (T re : parts)
+    for (T im : parts) v.push_back({re, im});
+  return v;
+}
+
+template std::vector<std::array<float, 2>> complex_points<float>(const char *, bool);
+template std::vector<std::array<double, 2>> complex_points<double>(const char *, bool);
+template std::vector<std::array<float, 2>> complex_pair_values<float>();
+template std::vector<std::array<double, 2>> complex_pair_values<double>();

@@ -1,6 +1,7 @@
 #include "accuracy_refs.h"
 
 #include <math.h>
+#include <string.h>
 
 namespace {
 
@@ -152,3 +153,44 @@ int expint1_ref(mpfr_ptr y, mpfr_srcptr x, mpfr_rnd_t rnd) {
   mpfr_eint(w.b, w.a, MPFR_RNDN);  // -E1(x) for a negative argument
   return mpfr_neg(y, w.b, rnd);
 }
+
+namespace {
+
+int mul_by_conj_ref(mpc_ptr r, mpc_srcptr a, mpc_srcptr b, mpc_rnd_t rnd) {
+  mpc_t cb;
+  mpc_init3(cb, mpfr_get_prec(mpc_realref(b)), mpfr_get_prec(mpc_imagref(b)));
+  mpc_conj(cb, b, MPC_RNDNN);
+  const int t = mpc_mul(r, a, cb, rnd);
+  mpc_clear(cb);
+  return t;
+}
+// |a| and arg a from the parts, with the C99 special values of hypot and atan2.
+int abs_ref(mpfr_ptr y, mpc_srcptr a, mpfr_rnd_t rnd) { return mpfr_hypot(y, mpc_realref(a), mpc_imagref(a), rnd); }
+int arg_ref(mpfr_ptr y, mpc_srcptr a, mpfr_rnd_t rnd) { return mpfr_atan2(y, mpc_imagref(a), mpc_realref(a), rnd); }
+
+template <class F> struct Named {
+  const char *func;
+  F f;
+};
+const Named<MpcUnary> kComplexUnary[] = {
+    {"Exp", mpc_exp},     {"Ln", mpc_log},     {"Log10", mpc_log10}, {"Sqrt", mpc_sqrt},   {"Sin", mpc_sin},
+    {"Cos", mpc_cos},     {"Tan", mpc_tan},    {"Sinh", mpc_sinh},   {"Cosh", mpc_cosh},   {"Tanh", mpc_tanh},
+    {"Asin", mpc_asin},   {"Acos", mpc_acos},  {"Atan", mpc_atan},   {"Asinh", mpc_asinh}, {"Acosh", mpc_acosh},
+    {"Atanh", mpc_atanh},
+};
+const Named<MpcBinary> kComplexBinary[] = {
+    {"Mul", mpc_mul}, {"MulByConj", mul_by_conj_ref}, {"Div", mpc_div}, {"Pow", mpc_pow}, {"Powx", mpc_pow},
+};
+const Named<MpcToReal> kComplexToReal[] = {{"Abs", abs_ref}, {"Arg", arg_ref}};
+
+template <class F, size_t N> F find(const Named<F> (&list)[N], const char *func) {
+  for (const Named<F> &n : list)
+    if (strcmp(n.func, func) == 0) return n.f;
+  return nullptr;
+}
+
+}  // namespace
+
+MpcUnary complex_reference(const char *func) { return find(kComplexUnary, func); }
+MpcBinary complex_reference2(const char *func) { return find(kComplexBinary, func); }
+MpcToReal complex_to_real_reference(const char *func) { return find(kComplexToReal, func); }

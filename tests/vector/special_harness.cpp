@@ -8,6 +8,17 @@
 //                                                  CIS (real, imaginary)
 //   QOR_SPECIAL_PAD(sAcosh, 1.75)                  the other elements' value where
 //                                                  0.75 is outside the domain
+//   QOR_CSPECIAL(zExp, INFINITY, 0.0, INFINITY, 0.0, 0)       complex to complex
+//   QOR_CSPECIAL2(cDiv, 1.0f, 0.0f, 0.0f, 0.0f, INFINITY, NAN, 2)
+//                                                  two complex inputs
+//   QOR_CSPECIAL_POWX(zPowx, 0.0, 0.0, 2.0, 0.0, 0.0, 0.0, 0)
+//                                                  a complex array and a complex exponent
+//   QOR_CSPECIAL_C2R(cAbs, 3.0f, 4.0f, 5.0f, 0)    complex to real (Abs, Arg)
+//
+// Complex values are given part by part, as expressions of the part type.
+// A complex row's pad elements have both parts at the pad value, and a status
+// row is run once more with a callback that repairs r1 and r1_im: both parts
+// of the repaired value must come back in the result.
 //
 // Every row runs in every slot of the entry, unit and strided, at the head of
 // a block, inside it and in the tail, among pad values (0.75 unless the
@@ -29,22 +40,47 @@
 
 namespace {
 
+// Shapes of a row.
+enum Arity {
+  kUnary = 1,
+  kBinary = 2,
+  kPowx = 3,        // an array and a scalar exponent
+  kTwo = 4,         // two results (SinCos, Modf) or real to complex (CIS)
+  kComplex = 5,     // complex to complex
+  kComplex2 = 6,    // two complex inputs
+  kComplexPowx = 7, // a complex array and a complex exponent passed by address
+  kComplexReal = 8, // complex to real
+};
+
 struct Row {
   const char *entry;
-  int arity;  // 1, 2, 3 for an array and a scalar (Powx), 4 for two results
+  int arity;
   double a, b, expected, expected2;
   int status;
   const char *text;
+  double a_im, b_im;  // the imaginary parts of complex inputs; expected2 holds a complex result's
 };
+bool complex_in(const Row &row) { return row.arity >= kComplex; }
+bool complex_out(const Row &row) { return row.arity == kTwo || (row.arity >= kComplex && row.arity != kComplexReal); }
 
-#define QOR_SPECIAL(entry, a, expected, status) {#entry, 1, (double)(a), 0.0, (double)(expected), 0.0, status, #a},
+#define QOR_SPECIAL(entry, a, expected, status) {#entry, 1, (double)(a), 0.0, (double)(expected), 0.0, status, #a, 0.0, 0.0},
 #define QOR_SPECIAL2(entry, a, b, expected, status) \
-  {#entry, 2, (double)(a), (double)(b), (double)(expected), 0.0, status, #a ", " #b},
+  {#entry, 2, (double)(a), (double)(b), (double)(expected), 0.0, status, #a ", " #b, 0.0, 0.0},
 #define QOR_SPECIAL_POWX(entry, a, b, expected, status) \
-  {#entry, 3, (double)(a), (double)(b), (double)(expected), 0.0, status, #a ", " #b},
+  {#entry, 3, (double)(a), (double)(b), (double)(expected), 0.0, status, #a ", " #b, 0.0, 0.0},
 #define QOR_SPECIAL_TWO(entry, a, expected, expected2, status) \
-  {#entry, 4, (double)(a), 0.0, (double)(expected), (double)(expected2), status, #a},
+  {#entry, 4, (double)(a), 0.0, (double)(expected), (double)(expected2), status, #a, 0.0, 0.0},
 #define QOR_SPECIAL_PAD(entry, pad)
+#define QOR_CSPECIAL(entry, a_re, a_im, r_re, r_im, status) \
+  {#entry, 5, (double)(a_re), 0.0, (double)(r_re), (double)(r_im), status, #a_re ", " #a_im, (double)(a_im), 0.0},
+#define QOR_CSPECIAL2(entry, a_re, a_im, b_re, b_im, r_re, r_im, status)                               \
+  {#entry, 6, (double)(a_re), (double)(b_re), (double)(r_re), (double)(r_im), status,                \
+   "(" #a_re ", " #a_im "), (" #b_re ", " #b_im ")", (double)(a_im), (double)(b_im)},
+#define QOR_CSPECIAL_POWX(entry, a_re, a_im, b_re, b_im, r_re, r_im, status)                           \
+  {#entry, 7, (double)(a_re), (double)(b_re), (double)(r_re), (double)(r_im), status,                \
+   "(" #a_re ", " #a_im "), (" #b_re ", " #b_im ")", (double)(a_im), (double)(b_im)},
+#define QOR_CSPECIAL_C2R(entry, a_re, a_im, r, status) \
+  {#entry, 8, (double)(a_re), 0.0, (double)(r), 0.0, status, #a_re ", " #a_im, (double)(a_im), 0.0},
 const Row kRows[] = {
 #include "special_rows.inc"
 };
@@ -64,6 +100,14 @@ struct Pad {
 #undef QOR_SPECIAL_POWX
 #undef QOR_SPECIAL_TWO
 #undef QOR_SPECIAL_PAD
+#undef QOR_CSPECIAL
+#undef QOR_CSPECIAL2
+#undef QOR_CSPECIAL_POWX
+#undef QOR_CSPECIAL_C2R
+#define QOR_CSPECIAL(entry, a_re, a_im, r_re, r_im, status)
+#define QOR_CSPECIAL2(entry, a_re, a_im, b_re, b_im, r_re, r_im, status)
+#define QOR_CSPECIAL_POWX(entry, a_re, a_im, b_re, b_im, r_re, r_im, status)
+#define QOR_CSPECIAL_C2R(entry, a_re, a_im, r, status)
 #define QOR_SPECIAL(entry, a, expected, status)
 #define QOR_SPECIAL2(entry, a, b, expected, status)
 #define QOR_SPECIAL_POWX(entry, a, b, expected, status)
@@ -83,10 +127,19 @@ struct Record {
   int code, index;
   double a1, a2, r1;
   std::string name;
+  double a1_im, a2_im, r1_im;
 };
 std::vector<Record> g_records;
 int record(BexErrorContext *c) {
-  g_records.push_back({c->code, c->index, c->a1, c->a2, c->r1, std::string(c->name, (size_t)c->name_length)});
+  g_records.push_back({c->code, c->index, c->a1, c->a2, c->r1, std::string(c->name, (size_t)c->name_length),
+                       c->a1_im, c->a2_im, c->r1_im});
+  return 0;
+}
+// A callback that repairs the result: both parts must reach the caller's array.
+constexpr double kRepairRe = 42.0, kRepairIm = -0.25;
+int repair(BexErrorContext *c) {
+  c->r1 = kRepairRe;
+  c->r1_im = kRepairIm;
   return 0;
 }
 
@@ -125,6 +178,7 @@ template <class T> struct Call {
   const BexKernelTable *unit, *strided;
 
   std::vector<T> run(int slot, int pos, bool use_strided) const {
+    if (complex_in(row)) return run_complex(slot, pos, use_strided);
     const int inca = use_strided ? 2 : 1, incb = use_strided ? 3 : 1, incr = use_strided ? 3 : 1;
     std::vector<T> a(kN * inca, (T)pad_of(row.entry)), b(kN * incb, (T)kPad), r(2 * kN * incr, (T)-7), r2(kN * incr, (T)-7);
     if (pos >= 0) a[pos * inca] = (T)row.a, b[pos * incb] = (T)row.b;
@@ -149,6 +203,36 @@ template <class T> struct Call {
     for (int i = 0; i < kN; ++i) {
       out[i] = r[(cis ? 2 * i : i) * incr];
       out[kN + i] = cis ? r[2 * i * incr + 1] : r2[i * incr];
+    }
+    return out;
+  }
+
+  // The complex shapes: elements are pairs of T, strides count pairs. A
+  // complex to real row leaves its second result at the fill value.
+  std::vector<T> run_complex(int slot, int pos, bool use_strided) const {
+    const int inca = use_strided ? 2 : 1, incb = use_strided ? 3 : 1, incr = use_strided ? 3 : 1;
+    const int rparts = row.arity == kComplexReal ? 1 : 2;
+    const T pad = (T)pad_of(row.entry);
+    std::vector<T> a(2 * kN * inca, pad), b(2 * kN * incb, (T)kPad), r(rparts * kN * incr, (T)-7);
+    const T exponent[2] = {(T)row.b, (T)row.b_im};
+    if (pos >= 0) {
+      a[2 * pos * inca] = (T)row.a, a[2 * pos * inca + 1] = (T)row.a_im;
+      b[2 * pos * incb] = (T)row.b, b[2 * pos * incb + 1] = (T)row.b_im;
+    }
+    void *k = use_strided ? strided->kernel[slot] : unit->kernel[slot];
+    const bool two = row.arity == kComplex2, powx = row.arity == kComplexPowx;
+    if (!two && !powx && !use_strided) ((void (*)(int, const T *, T *))k)(kN, a.data(), r.data());
+    if (!two && !powx && use_strided) ((void (*)(int, const T *, int, T *, int))k)(kN, a.data(), inca, r.data(), incr);
+    if (two && !use_strided) ((void (*)(int, const T *, const T *, T *))k)(kN, a.data(), b.data(), r.data());
+    if (two && use_strided)
+      ((void (*)(int, const T *, int, const T *, int, T *, int))k)(kN, a.data(), inca, b.data(), incb, r.data(), incr);
+    if (powx && !use_strided) ((void (*)(int, const T *, const T *, T *))k)(kN, a.data(), exponent, r.data());
+    if (powx && use_strided)
+      ((void (*)(int, const T *, int, const T *, T *, int))k)(kN, a.data(), inca, exponent, r.data(), incr);
+    std::vector<T> out(2 * kN, (T)-7);
+    for (int i = 0; i < kN; ++i) {
+      out[i] = r[rparts * i * incr];
+      if (rparts == 2) out[kN + i] = r[2 * i * incr + 1];
     }
     return out;
   }
@@ -178,7 +262,7 @@ template <class T> void check_row(const Row &row) {
           fail(row, form, slot, pos, buf);
         }
         const T got2 = r[kN + pos];
-        if (row.arity == 4 && (!same(got2, row.expected2) || (isnan(got2) && !quiet_nan(got2)))) {
+        if (complex_out(row) && (!same(got2, row.expected2) || (isnan(got2) && !quiet_nan(got2)))) {
           snprintf(buf, sizeof buf, "second result %.17g (%a), expected %.17g", (double)got2, (double)got2,
                    row.expected2);
           fail(row, form, slot, pos, buf);
@@ -194,10 +278,29 @@ template <class T> void check_row(const Row &row) {
           fail(row, form, slot, pos, buf);
         } else if (row.status) {
           const Record &c = g_records[0];
+          const bool two = row.arity == kBinary || row.arity == kComplex2;
           if (c.code != row.status || c.index != pos || c.name != name || !same(c.a1, (double)(T)row.a) ||
-              (row.arity == 2 && !same(c.a2, (double)(T)row.b)) || !same(c.r1, (double)got)) {
+              (two && !same(c.a2, (double)(T)row.b)) || !same(c.r1, (double)got)) {
             snprintf(buf, sizeof buf, "record code %d index %d name %s a1 %g r1 %g", c.code, c.index, c.name.c_str(),
                      c.a1, c.r1);
+            fail(row, form, slot, pos, buf);
+          }
+          if (complex_in(row) && (!same(c.a1_im, (double)(T)row.a_im) ||
+                                  (row.arity == kComplex2 && !same(c.a2_im, (double)(T)row.b_im)))) {
+            snprintf(buf, sizeof buf, "record a1_im %g a2_im %g", c.a1_im, c.a2_im);
+            fail(row, form, slot, pos, buf);
+          }
+          if (complex_out(row) && row.arity != kTwo && !same(c.r1_im, (double)got2)) {
+            snprintf(buf, sizeof buf, "record r1_im %g, result %g", c.r1_im, (double)got2);
+            fail(row, form, slot, pos, buf);
+          }
+        }
+        // A callback that repairs the result: the repaired parts are stored.
+        if (row.status && complex_in(row)) {
+          qor_bex_kernel_SetErrorCallBack(repair);
+          std::vector<T> fixed = call.run(slot, pos, s);
+          if (!same(fixed[pos], (T)kRepairRe) || (complex_out(row) && !same(fixed[kN + pos], (T)kRepairIm))) {
+            snprintf(buf, sizeof buf, "repaired result %g %g", (double)fixed[pos], (double)fixed[kN + pos]);
             fail(row, form, slot, pos, buf);
           }
         }

@@ -13,6 +13,22 @@
 //                                          uniform on [alo, ahi], b on [blo, bhi]
 //   QOR_INTERVAL2_LOG(entry, alo, ahi, blo, bhi, count)
 //                                          the same, each log-uniform (0 < lo < hi)
+//   QOR_CBOX(entry, re_lo, re_hi, im_lo, im_hi, count)
+//                                          complex entries: random inputs with
+//                                          |re| log-uniform on [re_lo, re_hi] and
+//                                          |im| on [im_lo, im_hi], each with a
+//                                          random sign (lo 0: from the least
+//                                          denormal; 0, 0: a zero of either sign)
+//   QOR_CBOX2(entry, re_lo, re_hi, im_lo, im_hi, b_re_lo, b_re_hi, b_im_lo, b_im_hi, count)
+//                                          two-input complex entries: a in the
+//                                          first box, b in the second (Powx: the
+//                                          random exponents); pairs that cancel
+//                                          in a product or quotient are added
+//                                          Complex errors count in ulps of the
+//                                          larger exact part (Mul, MulByConj:
+//                                          each part in its own ulps; Abs, Arg:
+//                                          plain ulps); BITS relative to the
+//                                          larger exact part
 //   QOR_KNOWN_MISS(entry, tier, measured)  the kernel, built as designed, misses
 //                                          its bound: the harness shows the row
 //                                          as MISS and fails beyond `measured`
@@ -28,6 +44,8 @@
 #define QOR_INTERVAL_LOG(entry, lo, hi, count)
 #define QOR_INTERVAL2(entry, alo, ahi, blo, bhi, count)
 #define QOR_INTERVAL2_LOG(entry, alo, ahi, blo, bhi, count)
+#define QOR_CBOX(entry, re_lo, re_hi, im_lo, im_hi, count)
+#define QOR_CBOX2(entry, re_lo, re_hi, im_lo, im_hi, b_re_lo, b_re_hi, b_im_lo, b_im_hi, count)
 #define QOR_KNOWN_MISS(entry, tier, measured)
 #define QOR_ABSOLUTE_BELOW(entry, x, unit)
 
