@@ -35,14 +35,9 @@ constexpr ld kPi2 = k80::kPiO2Hi;
 constexpr ld kPi4 = k80::kPiO4;
 constexpr ld k3Pi4 = k80::kThreePiO4;
 
-inline ld inf_ext() {
-  volatile ld one = 1, zero = 0;
-  return one / zero;
-}
-inline ld nan_ext() {
-  volatile ld zero = 0;
-  return zero / zero;
-}
+// Constants, so that the rules for infinite parts raise no flag.
+constexpr ld kInf = __builtin_huge_vall();
+constexpr ld kNaN = __builtin_nanl("");
 
 // A part seen through its bits, so that a NaN is told by its exponent field
 // and fraction rather than by a compare.
@@ -84,7 +79,7 @@ inline ld magnitude(ld v) { return __builtin_fabsl(v); }
 inline ld quiet(Part a, Part b) {
   if (a.nan()) return a.v + a.v;
   if (b.nan()) return b.v + b.v;
-  return nan_ext();
+  return kNaN;
 }
 
 // The moduli r = |w + 1|, s = |w - 1| and A = (r + s)/2 >= 1 of
@@ -152,7 +147,7 @@ inline void asinh_finite(Part x, Part y, ld *re, ld *im) {
 // asinh with the rules for infinite and NaN parts.
 inline void asinh_core(Part x, Part y, ld *re, ld *im) {
   if (x.finite() && y.finite()) return asinh_finite(x, y, re, im);
-  const ld inf = inf_ext();
+  const ld inf = kInf;
   if (x.inf()) {
     *re = x.v;
     if (y.nan()) *im = y.v + y.v;
@@ -160,7 +155,8 @@ inline void asinh_core(Part x, Part y, ld *re, ld *im) {
     return;
   }
   if (y.inf()) {
-    // a NaN real part leaves the real result infinite with a sign unknown
+    // with a NaN real part no rule fixes the sign of the infinite real part;
+    // it follows the NaN's sign bit
     *re = with_sign(inf, x.neg());
     *im = x.nan() ? quiet(x, y) : with_sign(kPi2, y.neg());
     return;
@@ -186,11 +182,11 @@ inline void acos_finite(Part x, Part y, ld *re, ld *im) {
 // acos with the rules for infinite and NaN parts.
 inline void acos_core(Part x, Part y, ld *re, ld *im) {
   if (x.finite() && y.finite()) return acos_finite(x, y, re, im);
-  const ld inf = inf_ext();
+  const ld inf = kInf;
   if (x.inf()) {
     if (y.nan()) {
       *re = y.v + y.v;
-      *im = inf;  // the sign of the imaginary part is not fixed here
+      *im = inf;  // no rule fixes this sign; +Inf
       return;
     }
     *re = y.inf() ? (x.neg() ? k3Pi4 : kPi4) : (x.neg() ? kPi : 0);
