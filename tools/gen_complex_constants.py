@@ -38,6 +38,12 @@ def split(v, head_bits):
 def main():
     ln2_hi, ln2_lo = split(mp.log(2), 48)
     pio2_hi, pio2_lo = split(mp.pi / 2, 64)
+    # pi/2 in three parts for arguments below 2^20: the first two of 44 bits,
+    # so that k * part is exact for k < 2^20; the third carries 64 more bits
+    c1 = r80(mp.pi / 2, 44)
+    c2 = r80(mp.pi / 2 - c1, 44)
+    c3 = r80(mp.pi / 2 - c1 - c2)
+    assert abs(mp.pi / 2 - c1 - c2 - c3) < mp.mpf(2) ** -150
     # the heads must leave the tails small: checks of the split
     assert abs(ln2_lo) < mp.mpf(2) ** -48 and abs(pio2_lo) < mp.mpf(2) ** -64
     rows = [
@@ -47,6 +53,10 @@ def main():
         ("kLog10e", 1 / mp.log(10), "1 / ln 10"),
         ("kPiO2Hi", pio2_hi, "pi / 2 rounded to 64 bits"),
         ("kPiO2Lo", pio2_lo, "pi / 2 - kPiO2Hi"),
+        ("kPiO2C1", c1, "pi / 2, first 44 bits"),
+        ("kPiO2C2", c2, "pi / 2 - kPiO2C1, next 44 bits"),
+        ("kPiO2C3", c3, "pi / 2 - kPiO2C1 - kPiO2C2"),
+        ("kTwoOverPi", 2 / mp.pi, "2 / pi"),
         ("kPi", mp.pi, "pi"),
         ("kPiO4", mp.pi / 4, "pi / 4"),
         ("kThreePiO4", 3 * mp.pi / 4, "3 pi / 4"),

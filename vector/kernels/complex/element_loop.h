@@ -49,8 +49,8 @@ inline void store(QorComplex8 *p, const double d[2]) {
   const bool denormal = ((b[0] & 0x7f800000u) == 0 && (b[0] & 0x007fffffu) != 0) ||
                         ((b[1] & 0x7f800000u) == 0 && (b[1] & 0x007fffffu) != 0);
   if (__builtin_expect(denormal, 0)) {
-    volatile float least = 0x1p-126f;
-    const float tiny = least * least;  // raises underflow (and inexact) in MXCSR
+    volatile float least = 0x1p-126f, tiny;
+    tiny = least * least;  // raises underflow (and inexact) in MXCSR
     (void)tiny;
   }
 }
@@ -85,12 +85,25 @@ template <class E> int overflow_status(int st, bool inputs_finite, const E &r) {
   return st != 0 ? st : (inputs_finite && has_inf(r)) ? 3 : 0;
 }
 
+// The reporter converts the parts of a `c` record in the SSE unit: it runs
+// under the state the Mode word's denormal field selects, as in the standard
+// frame, not under the caller's flush settings; the flags it raises stay.
+struct ReportCsr {
+  uint32_t saved;
+  ReportCsr() : saved(_mm_getcsr()) {
+    const bool flush = (bex::get_mode() & BEX_DENORMAL_MASK) == BEX_FTZDAZ_ON;
+    _mm_setcsr((flush ? 0x9fc0u : 0x1f80u) | (saved & 0x3fu));
+  }
+  ~ReportCsr() { _mm_setcsr(saved | (_mm_getcsr() & 0x3fu)); }
+};
 inline void report(int st, int i, const QorComplex8 *a, int inca, const QorComplex8 *b, int incb, QorComplex8 *r,
                    int incr, const char *name) {
+  ReportCsr csr;
   bex::report_cI(st, i, a, inca, b, incb, r, incr, r, incr, name);
 }
 inline void report(int st, int i, const QorComplex16 *a, int inca, const QorComplex16 *b, int incb,
                    QorComplex16 *r, int incr, const char *name) {
+  ReportCsr csr;
   bex::report_zI(st, i, a, inca, b, incb, r, incr, r, incr, name);
 }
 

@@ -232,7 +232,13 @@ inline void sincos_ext(ld x, ld &s, ld &c) {
   }
   int q = 0;
   ld r;
-  if (ax < 0x1p1024L) {
+  if (ax < 0x1p20L) {
+    // Below 2^20 the three-part pi/2 suffices: k * C1 and k * C2 are exact, and
+    // where r is small the differences are exact too.
+    const ld k = x87_rint(ax * k80::kTwoOverPi);
+    r = ((ax - k * k80::kPiO2C1) - k * k80::kPiO2C2) - k * k80::kPiO2C3;
+    q = (int)(long long)k & 3;
+  } else if (ax < 0x1p1024L) {
     r = reduce_pio2(ax, q);
   } else {
     // Beyond the double range no input reaches here with meaning left in its
@@ -267,9 +273,10 @@ inline ld hypot_ext(ld x, ld y) {
   return sqrt_ext(ax * ax + ay * ay);
 }
 
-// ln sqrt(x^2 + y^2) for double-valued x and y (not both zero). Near the unit
-// circle x^2 + y^2 - 1 is formed from exact products, (a - 1)(a + 1) + b^2
-// with a the larger part, so the cancellation costs no accuracy.
+// ln sqrt(x^2 + y^2) for double-valued x and y (not both zero). Within 1/16
+// of the unit circle x^2 + y^2 - 1 is formed from exact products,
+// (a - 1)(a + 1) + b^2 with a the larger part, so the cancellation costs no
+// accuracy; farther out the rounded sum loses at most 4 of the 64 bits.
 inline ld log_hypot(ld x, ld y) {
   ld a = fabs_ld(x), b = fabs_ld(y);
   if (a < b) {
@@ -277,14 +284,14 @@ inline ld log_hypot(ld x, ld y) {
     a = b, b = t;
   }
   const ld s = a * a + b * b;
-  if (s > 0.5L && s < 2.0L) {
+  if (s > 0.9375L && s < 1.0625L) {
     ld ph, pl, qh, ql, sh, se;
     two_prod(a - 1, a + 1, ph, pl);
     two_prod(b, b, qh, ql);
     two_sum(ph, qh, sh, se);
     return 0.5L * log1p_ext(sh + (se + (pl + ql)));
   }
-  return 0.5L * x87_log(s);
+  return 0.5L * log_ext(s);  // s - 1 is exact where log_ext needs it
 }
 
 }  // namespace qor::kernels::cplx
