@@ -72,7 +72,10 @@ inline vd2 zabs_ha(vd2 re, vd2 im) {
 // cannot overflow or lose the small part.
 template <class T> bool abs_special(T re, T im, T *r) {
   if (isinf(re) || isinf(im)) return *r = (T)INFINITY, true;
-  if (isnan(re) || isnan(im)) return *r = re + im, true;
+  // A NaN part, quieted; the real part's when both are NaN (re + im would
+  // leave the choice to the compiler's order of operands).
+  if (isnan(re)) return *r = re + re, true;
+  if (isnan(im)) return *r = im + im, true;
   return false;
 }
 int cabs_scalar(float re, float im, float *r) {
