@@ -37,8 +37,8 @@ struct FactorCache {
 
 // The distribution functions of the means from 1 to 32, in more slots
 // (Multinomial's later rounds bring many means, each a few times per block of
-// rows), on the heap from the first such mean of a call. A table costs about
-// one multiply-add per count, so a mean seen once pays little.
+// rows), on the heap from the first such mean of a call. A table costs one
+// multiply-add per count, so a mean seen once pays little.
 struct CdfCache {
   static constexpr int kBits = 7, kSize = 1 << kBits;
   double key[kSize];
@@ -82,14 +82,14 @@ int block(GuxStream *stream, int m, int32_t *r, const double *lambda, Caches &ca
   }
   if (nm > 0) {
     // From 1 to 32 the exact inversion at u = Phi(g), from the cubic's guess:
-    // Phi(-|g|) by dCdfNorm HA over the block keeps the smaller tail's
-    // relative precision.
+    // Phi(-|g|) by dCdfNorm LA (4 ulp) over the block keeps the smaller
+    // tail's relative precision.
     if (!cache.cdf) {
       cache.cdf = static_cast<CdfCache *>(qor_serv_allocate(sizeof(CdfCache), 128));
       if (!cache.cdf) return GUX_STATUS_NO_MEMORY;
       for (double &k : cache.cdf->key) k = -1.0;
     }
-    apply_slot(qor_ttab_dCdfNorm, kSlotHA, nm, w);
+    apply_slot(qor_ttab_dCdfNorm, kSlotLA, nm, w);
     for (int j = 0; j < nm; ++j) {
       const int i = mid[j];
       const double u = g[i] > 0.0f ? 1.0 - w[j] : w[j];

@@ -294,15 +294,19 @@ TEST(PoissonDist, RejectionHatEnclosesTheLaw) {
 
 // The set-up chunk is a cache: a stream without it, with the set-up of
 // another mean, or saved and loaded gives the same numbers.
+// Method 1 keeps its cell edges in the same chunk (means 1 to 32), after a
+// set-up of method 0 for the same mean too.
 TEST(PoissonDist, SetupChunkIsACache) {
-  for (double lam : {4.5, 27.0, 800.0})
+  const struct { int method; double lam; } kCases[] = {{0, 4.5}, {0, 27.0}, {0, 800.0}, {1, 4.5}, {1, 27.0}};
+  for (const auto [method, lam] : kCases)
     for (const Generator &g : kGenerators) {
       Stream fresh(g.id, g.seed), other(fresh), kept(fresh), dropped(fresh);
       int32_t want[300], got[300];
-      ASSERT_EQ(_guxiRngPoisson(0, fresh.s, 300, want, lam), 0);
-      _guxiRngPoisson(0, other.s, 5, got, lam * 2.5 + 1);  // a chunk of another mean
-      _guxiRngPoisson(0, kept.s, 5, got, lam);
-      _guxiRngPoisson(0, dropped.s, 5, got, lam);
+      ASSERT_EQ(_guxiRngPoisson(method, fresh.s, 300, want, lam), 0);
+      _guxiRngPoisson(method, other.s, 5, got, lam * 2.5 + 1);  // a chunk of another mean
+      _guxiRngPoisson(1 - method, kept.s, 5, got, lam);
+      _guxiRngPoisson(method, kept.s, 5, got, lam);
+      _guxiRngPoisson(method, dropped.s, 5, got, lam);
       __guxDeleteChunksById(dropped.s, 3);
       std::vector<char> image(__guxGetStreamSize(kept.s));
       ASSERT_EQ(__guxSaveStreamM(kept.s, image.data()), 0);
@@ -311,8 +315,8 @@ TEST(PoissonDist, SetupChunkIsACache) {
       for (GuxStream *s : {other.s, kept.s, dropped.s, loaded}) {
         Stream start(g.id, g.seed);
         __guxCopyStreamState(s, start.s);
-        ASSERT_EQ(_guxiRngPoisson(0, s, 300, got, lam), 0);
-        EXPECT_EQ(memcmp(got, want, sizeof want), 0) << lam << " " << g.name;
+        ASSERT_EQ(_guxiRngPoisson(method, s, 300, got, lam), 0);
+        EXPECT_EQ(memcmp(got, want, sizeof want), 0) << method << " " << lam << " " << g.name;
       }
       EXPECT_NE(__guxSearchChunk(loaded, 3), nullptr);
       __guxDeleteStream(&loaded);
