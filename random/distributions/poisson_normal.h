@@ -109,8 +109,8 @@ constexpr int kEdgeMax = 96;  // 67 at lambda just below 32
 constexpr double kEdgeTail = 1e-9;
 
 struct NormalEdges {
-  int32_t first, count;  // z[i] is the edge of count first + i, i < count
-  double z[kEdgeMax];
+  int32_t first, count;  // z[i + 1] is the edge of count first + i, i < count
+  double z[kEdgeMax + 2];  // z[0] = -inf, z[count + 1] = +inf
 };
 
 // The edges for 1 <= lambda < 32: the probabilities by the recurrence
@@ -139,22 +139,24 @@ inline void normal_edges(double lambda, NormalEdges *e) {
     if (q[k] < kEdgeTail) break;
     if (first < 0) first = k;
     upper[count] = f > 0.5;
-    e->z[count] = upper[count] ? q[k] : f;
+    e->z[count + 1] = upper[count] ? q[k] : f;
     ++count;
   }
-  apply_slot(qor_ttab_dCdfNormInv, kSlotHA, count, e->z);
+  apply_slot(qor_ttab_dCdfNormInv, kSlotHA, count, e->z + 1);
   for (int i = 0; i < count; ++i)
-    if (upper[i]) e->z[i] = -e->z[i];
+    if (upper[i]) e->z[i + 1] = -e->z[i + 1];
+  e->z[0] = -INFINITY, e->z[count + 1] = INFINITY;
   e->first = first, e->count = count;
 }
 
 // The exact count of g, searched from the cubic's guess.
+// The infinite ends stop both loops.
 inline int32_t exact_count(float g, int32_t guess, const NormalEdges &e) {
   const double x = g;
   int i = guess - e.first;
   i = i < 0 ? 0 : i > e.count ? e.count : i;
-  while (i > 0 && x < e.z[i - 1]) --i;
-  while (i < e.count && x >= e.z[i]) ++i;
+  while (x < e.z[i]) --i;
+  while (x >= e.z[i + 1]) ++i;
   return e.first + i;
 }
 
