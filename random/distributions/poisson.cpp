@@ -2,9 +2,11 @@
 //   0  below 27 inversion of a cumulative table, from 27 on the
 //      triangle-parallelogram-exponential rejection (PTPE), both set up once
 //      per lambda in chunk 3 of the stream;
-//   1  a cubic map of one normal variate per count, in three ranges of lambda
-//      (a cumulative chain below 1, the fitted factors up to 100, a closed
-//      form above).
+//   1  one normal variate per count, in three ranges of lambda: a cumulative
+//      chain below 1; from 1 to 32 the exact inversion of the law at the
+//      normal's probability, its cell guessed by the cubic of the fitted
+//      factors and settled by the cell edges kept in chunk 3; from 32 to
+//      100 that cubic alone; from 100 on the cubic of a closed form.
 #include <limits.h>
 
 #include "core/qor_core.h"
@@ -30,6 +32,9 @@ struct Setup {
   double log_lambda_f1, stirling_f1;
   double near[2 * kNear + 1];  // f(M + d) / f(M), |d| <= kNear
   double cdf[kTableLength];
+  // The normal method's cell edges for 1 <= lambda < 32, made on its first
+  // use (count 0 until then).
+  NormalEdges edges;
 };
 
 // P(0) = exp(-lambda) through dExp HA at one element.
@@ -206,6 +211,20 @@ int method_normal(GuxStream *stream, int n, int32_t *r, double lambda) {
   }
   const NormalFactors f = normal_factors(lambda);
   int status = GUX_STATUS_OK;
+  if (lambda < kNormalExactTop) {
+    // The cubic guesses, the edges of the set-up decide.
+    Setup *s;
+    status = setup_for(stream, lambda, &s);
+    if (status < 0) return status;
+    if (s->edges.count == 0) normal_edges(lambda, &s->edges);
+    for (int done = 0; done < n; done += kBlock) {
+      const int m = n - done < kBlock ? n - done : kBlock;
+      status = _guxsRngGaussian(GUX_METHOD_GAUSSIAN_ICDF, stream, m, z, 0.0f, 1.0f);
+      if (status < 0) return status;
+      for (int i = 0; i < m; ++i) r[done + i] = exact_count(z[i], normal_count(z[i] * f.b + f.a, f), s->edges);
+    }
+    return status;
+  }
   for (int done = 0; done < n; done += kBlock) {
     const int m = n - done < kBlock ? n - done : kBlock;
     status = _guxsRngGaussian(GUX_METHOD_GAUSSIAN_ICDF, stream, m, z, f.a, f.b);
