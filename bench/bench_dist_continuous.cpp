@@ -10,7 +10,6 @@
 #include <stdio.h>
 
 #include <algorithm>
-#include <chrono>
 #include <functional>
 #include <map>
 #include <random>
@@ -19,38 +18,13 @@
 
 #include "qor/qor_random_brng.h"
 #include "qor/qor_random_dist.h"
+#include "dist_bench.h"
 
 namespace {
 
 constexpr int kN = 1000000;
 
-double rate(const std::function<void()> &fill) {
-  using clock = std::chrono::steady_clock;
-  double best = 0;
-  for (int round = 0; round < 5; ++round) {
-    auto t0 = clock::now();
-    fill();
-    best = std::max(best, kN / std::chrono::duration<double>(clock::now() - t0).count());
-  }
-  return best;
-}
-
-std::map<std::string, double> numpy_figures() {
-  std::map<std::string, double> f;
-  for (const char *path : {"bench/dist_continuous_numpy.py", "../bench/dist_continuous_numpy.py"}) {
-    FILE *probe = fopen(path, "r");
-    if (!probe) continue;
-    fclose(probe);
-    FILE *p = popen((std::string("/usr/bin/python3 ") + path + " --table 2>/dev/null").c_str(), "r");
-    if (!p) break;
-    char key[128];
-    double v;
-    while (fscanf(p, "%127s %lf", key, &v) == 2) f[key] = v;
-    pclose(p);
-    break;
-  }
-  return f;
-}
+double rate(const std::function<void()> &fill) { return dist_bench::wall_rate(kN, fill); }
 
 std::vector<double> d(kN);
 std::vector<float> s(kN);
@@ -74,14 +48,9 @@ void row(const std::string &entry, double ours_mt, double ours_mcg59, const std:
 }  // namespace
 
 int main() {
-  const std::map<std::string, double> np = numpy_figures();
+  const std::map<std::string, double> np = dist_bench::numpy_figures("dist_continuous_numpy.py");
   auto numpy = [&](const std::string &key) {
-    double best = 0;
-    for (const char *g : {"PCG64.", "MT19937."}) {
-      auto it = np.find(g + key);
-      if (it != np.end()) best = std::max(best, it->second);
-    }
-    return Peer{"numpy", best};
+    return Peer{"numpy", dist_bench::numpy_best(np, key)};
   };
   std::mt19937_64 eng(12345);
   gsl_rng *gr = gsl_rng_alloc(gsl_rng_mt19937);

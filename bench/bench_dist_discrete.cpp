@@ -8,7 +8,6 @@
 #include <gsl/gsl_randist.h>
 #include <gsl/gsl_rng.h>
 #include <stdio.h>
-#include <time.h>
 
 #include <algorithm>
 #include <functional>
@@ -19,48 +18,17 @@
 
 #include "qor/qor_random_brng.h"
 #include "qor/qor_random_dist.h"
+#include "dist_bench.h"
 
 namespace {
 
 constexpr int kN = 1000000;
 
-// Variates per second of fill(), which makes `count` variates, by the CPU
-// time of this thread: on a shared machine the wall clock counts the time the
-// thread waited for a core.
-double cpu_seconds() {
-  timespec t;
-  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &t);
-  return t.tv_sec + 1e-9 * t.tv_nsec;
-}
-double rate(const std::function<void()> &fill, int count = kN) {
-  double best = 0;
-  for (int round = 0; round < 5; ++round) {
-    const double t0 = cpu_seconds();
-    fill();
-    best = std::max(best, count / (cpu_seconds() - t0));
-  }
-  return best;
-}
+// Timed by the CPU time of this thread.
+double rate(const std::function<void()> &fill, int count = kN) { return dist_bench::cpu_rate(count, fill); }
 // GSL draws a hypergeometric variate by as many steps as the sample has items:
 // for the large samples it is timed over 10^5 and 10^3 variates.
 constexpr int kSlow = 1000;
-
-std::map<std::string, double> numpy_figures() {
-  std::map<std::string, double> f;
-  for (const char *path : {"bench/dist_discrete_numpy.py", "../bench/dist_discrete_numpy.py"}) {
-    FILE *probe = fopen(path, "r");
-    if (!probe) continue;
-    fclose(probe);
-    FILE *p = popen((std::string("/usr/bin/python3 ") + path + " --table 2>/dev/null").c_str(), "r");
-    if (!p) break;
-    char key[128];
-    double v;
-    while (fscanf(p, "%127s %lf", key, &v) == 2) f[key] = v;
-    pclose(p);
-    break;
-  }
-  return f;
-}
 
 std::vector<int32_t> r(kN);
 
@@ -81,7 +49,7 @@ template <class D> std::function<void(std::mt19937_64 &)> std_fill(D dist) {
 }  // namespace
 
 int main() {
-  const std::map<std::string, double> np = numpy_figures();
+  const std::map<std::string, double> np = dist_bench::numpy_figures("dist_discrete_numpy.py");
   std::vector<Case> cases = {
       {"Bernoulli p 0.3", "bernoulli", [](GuxStream *s) { return _guxiRngBernoulli(0, s, kN, r.data(), 0.3); },
        [](gsl_rng *g) { for (int i = 0; i < kN; ++i) r[i] = gsl_ran_bernoulli(g, 0.3); },
@@ -152,11 +120,7 @@ int main() {
     const double ours_mt = rate([&] { c.ours(mt); }), ours_mcg = rate([&] { c.ours(mcg); });
     const double gsl = rate([&] { c.gsl(gr); }, c.gsl_count);
     const double std_lib = c.std_lib ? rate([&] { c.std_lib(eng); }) : 0;
-    double numpy = 0;
-    for (const char *g : {"PCG64.", "MT19937."}) {
-      auto it = np.find(std::string(g) + c.numpy_key);
-      if (it != np.end()) numpy = std::max(numpy, it->second);
-    }
+    const double numpy = dist_bench::numpy_best(np, c.numpy_key);
     const double best = std::max({gsl, std_lib, numpy});
     const char *who = best == gsl ? "gsl" : best == std_lib ? "std" : "numpy";
     printf("%-30s %8.1f %8.1f %8.1f %8.1f %8.1f  x%.2f vs %s\n", c.label, ours_mt / 1e6, ours_mcg / 1e6, gsl / 1e6,

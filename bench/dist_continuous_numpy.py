@@ -5,27 +5,14 @@ in double and, where numpy has it (standard_gamma), single precision. With
 --table it prints `key rate` lines for bench_dist_continuous to read;
 otherwise a readable table in millions per second. The build directory
 argument of `make bench` is accepted and ignored."""
-import sys
-import time
-
 import numpy as np
 
-N = 1_000_000
-
-
-def best_rate(count, fill, rounds=3):
-    best = 0.0
-    for _ in range(rounds):
-        t0 = time.perf_counter()
-        fill()
-        best = max(best, count / (time.perf_counter() - t0))
-    return best
+from dist_numpy_common import N, best_rate, generators, report
 
 
 def figures():
     out = {}
-    for bitgen in ("PCG64", "MT19937"):
-        g = np.random.Generator(getattr(np.random, bitgen)(12345))
+    for bitgen, g in generators():
         d = np.empty(N)
         f = np.empty(N, dtype=np.float32)
         calls = {
@@ -50,11 +37,4 @@ def figures():
 
 
 if __name__ == "__main__":
-    f = figures()
-    if "--table" in sys.argv[1:]:
-        for k, v in f.items():
-            print("%s %.6g" % (k, v))
-        sys.exit(0)
-    print("numpy Generator, continuous laws, millions of variates per second at n = 10^6")
-    for k, v in f.items():
-        print("  %-28s %8.1f" % (k, v / 1e6))
+    report(figures(), "numpy Generator, continuous laws, millions of variates per second at n = 10^6")

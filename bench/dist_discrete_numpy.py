@@ -7,18 +7,7 @@ numpy's geometric counts trials (from 1): the rate is the same law shifted."""
 import sys
 import time
 
-import numpy as np
-
-N = 1_000_000
-
-
-def best_rate(fill, rounds=3):
-    best = 0.0
-    for _ in range(rounds):
-        t0 = time.thread_time()  # CPU time: the machine may be shared
-        fill()
-        best = max(best, N / (time.thread_time() - t0))
-    return best
+from dist_numpy_common import N, best_rate, generators
 
 
 CASES = {
@@ -42,10 +31,10 @@ CASES = {
 
 def figures():
     out = {}
-    for bitgen in ("PCG64", "MT19937"):
-        g = np.random.Generator(getattr(np.random, bitgen)(12345))
+    for bitgen, g in generators():
         for key, fill in CASES.items():
-            out[bitgen + "." + key] = best_rate(lambda: fill(g))
+            # CPU time: the machine may be shared
+            out[bitgen + "." + key] = best_rate(N, lambda: fill(g), clock=time.thread_time)
     return out
 
 

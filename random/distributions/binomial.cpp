@@ -13,7 +13,6 @@ namespace {
 
 constexpr int kChunk = 5;
 constexpr int kRecordBytes = 544;
-constexpr int kUniformBlock = 2048;
 constexpr int kPairs = 1024;
 
 // The record: key, kind, then the table or the set-up.
@@ -55,33 +54,24 @@ int inversion(GuxStream *stream, int n, int32_t *r, int ntrial, const Record *re
   int mean = (int)(ntrial * (mirror ? 1.0 - rec->p : rec->p));
   if (mean > top) mean = top;
   if (mean < 0) mean = 0;
-  double u[kUniformBlock];
-  int status = GUX_STATUS_OK;
-  for (int done = 0; done < n; done += kUniformBlock) {
-    const int m = n - done < kUniformBlock ? n - done : kUniformBlock;
-    status = uniform(stream, m, u, 0.0, 1.0);
-    if (status < 0) return status;
-    for (int i = 0; i < m; ++i) {
-      const double x = u[i];
-      int k = mean;
-      if (x < F[k]) {
-        while (k > 0 && x < F[k - 1]) --k;
-      } else {
-        while (k < top && x >= F[k]) ++k;
-        if (k == top && top > 0 && x >= F[k]) {
-          // Past the table: the recurrence goes on (a tail below 1e-9).
-          double P = F[top] - F[top - 1], c = F[top];
-          while (k < ntrial && x >= c) {
-            ++k;
-            P *= rec->inv.a / k - rec->inv.s;
-            c += P;
-          }
+  return each_uniform(stream, n, [&](int at, double x) {
+    int k = mean;
+    if (x < F[k]) {
+      while (k > 0 && x < F[k - 1]) --k;
+    } else {
+      while (k < top && x >= F[k]) ++k;
+      if (k == top && top > 0 && x >= F[k]) {
+        // Past the table: the recurrence goes on (a tail below 1e-9).
+        double P = F[top] - F[top - 1], c = F[top];
+        while (k < ntrial && x >= c) {
+          ++k;
+          P *= rec->inv.a / k - rec->inv.s;
+          c += P;
         }
       }
-      r[done + i] = mirror ? ntrial - k : k;
     }
-  }
-  return status;
+    r[at] = mirror ? ntrial - k : k;
+  });
 }
 
 void set_up_rejection(Record *rec, int ntrial, double pp, double qq) {

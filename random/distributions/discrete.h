@@ -92,6 +92,22 @@ template <class T> struct Pool {
   }
 };
 
+// Draws n uniforms on [0, 1) in blocks of 2048 and hands each to body(i, u)
+// for output index i; returns the last block's status (a negative one at
+// once).
+template <class Body> int each_uniform(GuxStream *stream, int n, Body body) {
+  constexpr int kBlock = 2048;
+  double u[kBlock];
+  int status = GUX_STATUS_OK;
+  for (int done = 0; done < n; done += kBlock) {
+    const int m = n - done < kBlock ? n - done : kBlock;
+    status = uniform(stream, m, u, 0.0, 1.0);
+    if (status < 0) return status;
+    for (int i = 0; i < m; ++i) body(done + i, u[i]);
+  }
+  return status;
+}
+
 // The Stirling remainder of ln Gamma(x): 1/(12x) - 1/(360x^3) + 1/(1260x^5)
 // - 1/(1680x^7), for x of 16 and above (error below 3e-13 there).
 inline double stirling_tail(double x) {

@@ -14,7 +14,6 @@ namespace {
 
 constexpr int kChunk = 6;
 constexpr int kTable = 1024;  // entries of the table from the lower bound
-constexpr int kUniformBlock = 2048;
 constexpr int kPairs = 1024;
 
 struct Record {
@@ -86,24 +85,15 @@ void set_up_rejection(Record *rec, const Folded &f) {
 int inversion(GuxStream *stream, int n, int32_t *r, const Record *rec) {
   const int base = (int)rec->minjx, mode = (int)rec->M - base, top = (int)rec->top - base;
   const double *F = rec->F;
-  double u[kUniformBlock];
-  int status = GUX_STATUS_OK;
-  for (int done = 0; done < n; done += kUniformBlock) {
-    const int m = n - done < kUniformBlock ? n - done : kUniformBlock;
-    status = uniform(stream, m, u, 0.0, 1.0);
-    if (status < 0) return status;
-    for (int i = 0; i < m; ++i) {
-      const double x = u[i];
-      int j = mode;
-      if (x < F[j]) {
-        while (j > 0 && x < F[j - 1]) --j;
-      } else {
-        while (j < top && x >= F[j]) ++j;
-      }
-      r[done + i] = base + j;
+  return each_uniform(stream, n, [&](int at, double x) {
+    int j = mode;
+    if (x < F[j]) {
+      while (j > 0 && x < F[j - 1]) --j;
+    } else {
+      while (j < top && x >= F[j]) ++j;
     }
-  }
-  return status;
+    r[at] = base + j;
+  });
 }
 
 bool accept(const Record *rec, const Folded &f, int y, double v) {

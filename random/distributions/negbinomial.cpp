@@ -17,7 +17,6 @@ namespace {
 
 constexpr int kChunk = 4;
 constexpr int kTable = 1024;
-constexpr int kUniformBlock = 2048;
 constexpr double kHugeMean = 10737418.24;
 constexpr double kIntBound = 2147483648.0;
 
@@ -70,37 +69,28 @@ void set_up_table(Record *rec, double a, double p) {
 int inversion(GuxStream *stream, int n, int32_t *r, const Record *rec) {
   const double *F = rec->inv.F, a = rec->a, q = 1.0 - rec->p;
   const int J = (int)rec->inv.J, last = (int)rec->inv.len - 1;
-  double u[kUniformBlock];
-  int status = GUX_STATUS_OK;
-  for (int done = 0; done < n; done += kUniformBlock) {
-    const int m = n - done < kUniformBlock ? n - done : kUniformBlock;
-    status = uniform(stream, m, u, 0.0, 1.0);
-    if (status < 0) return status;
-    for (int i = 0; i < m; ++i) {
-      const double x = u[i];
-      int j;
-      if (x < F[0]) {
-        j = 0;
-      } else if (x < F[J]) {
-        j = J;
-        while (x < F[j - 1]) --j;
-      } else {
-        j = J;
-        while (j < last && x >= F[j]) ++j;
-        if (j == last && x >= F[j]) {
-          // Past the table: the recurrence goes on until the terms vanish.
-          double P = rec->inv.last, c = F[last];
-          while (x >= c && P > 0x1p-60 * c && j < 2147483647) {
-            P = P * q * (a + j) / (j + 1);
-            c += P;
-            ++j;
-          }
+  return each_uniform(stream, n, [&](int at, double x) {
+    int j;
+    if (x < F[0]) {
+      j = 0;
+    } else if (x < F[J]) {
+      j = J;
+      while (x < F[j - 1]) --j;
+    } else {
+      j = J;
+      while (j < last && x >= F[j]) ++j;
+      if (j == last && x >= F[j]) {
+        // Past the table: the recurrence goes on until the terms vanish.
+        double P = rec->inv.last, c = F[last];
+        while (x >= c && P > 0x1p-60 * c && j < 2147483647) {
+          P = P * q * (a + j) / (j + 1);
+          c += P;
+          ++j;
         }
       }
-      r[done + i] = j;
     }
-  }
-  return status;
+    r[at] = j;
+  });
 }
 
 // ---- a >= 1: box and chord tails ----------------------------------------------

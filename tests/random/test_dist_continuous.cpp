@@ -23,16 +23,11 @@
 #include "qor/qor_bex.h"
 #include "qor/qor_random_brng.h"
 #include "qor/qor_random_dist.h"
+#include "random/dist_test_util.h"
 
 namespace {
 
-struct Stream {
-  GuxStream *s = nullptr;
-  Stream(int id, uint32_t seed) { EXPECT_EQ(__guxNewStreamEx(&s, id, 1, &seed), 0); }
-  explicit Stream(const Stream &o) { EXPECT_EQ(__guxCopyStream(&s, o.s), 0); }
-  explicit Stream(GuxStream *own) : s(own) {}
-  ~Stream() { __guxDeleteStream(&s); }
-};
+using dist_test::Stream;
 
 // ---- kernels at length 1 through a slot (default: d EP, s LA) --------------------
 template <class T> constexpr int kFixed = sizeof(T) == 8 ? 2 : 0;
@@ -261,10 +256,7 @@ std::vector<Composition> compositions() {
   return v;
 }
 
-// Splits of 2600 (past two blocks of 1024): one call, singles, odd pieces,
-// pieces across the block edges, empty calls.
-const std::vector<std::vector<int>> kSplits = {
-    {2600}, {1, 1, 2598}, {3, 5, 7, 1023, 1, 1025, 536}, {1024, 1024, 552}, {2047, 2, 551}, {0, 13, 0, 2587}};
+const std::vector<std::vector<int>> &kSplits = dist_test::kSplits2600;
 
 TEST(ContinuousLaws, CompositionsBitForBitAndNearExact) {
   for (const Composition &c : compositions())

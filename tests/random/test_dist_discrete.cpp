@@ -17,16 +17,12 @@
 #include "qor/qor_bex.h"
 #include "qor/qor_random_brng.h"
 #include "qor/qor_random_dist.h"
+#include "random/dist_test_util.h"
 
 namespace {
 
-struct Stream {
-  GuxStream *s = nullptr;
-  Stream(int id, uint32_t seed) { EXPECT_EQ(__guxNewStreamEx(&s, id, 1, &seed), 0); }
-  explicit Stream(const Stream &o) { EXPECT_EQ(__guxCopyStream(&s, o.s), 0); }
-  ~Stream() { __guxDeleteStream(&s); }
-};
-double next_d(GuxStream *s) { double u; _guxdRngUniform(0, s, 1, &u, 0, 1); return u; }
+using dist_test::next_d;
+using dist_test::Stream;
 
 float sln(float x) {  // sLn LA at one element, as the geometric entry calls it
   static auto *t = (BexKernelTable *)dlsym(RTLD_DEFAULT, "qor_bex_kernel_sLn_ttab");
@@ -305,20 +301,10 @@ TEST(DiscreteDistributions, ChunksAreCaches) {
 }
 
 // ---- a scripted generator: chosen raw values and status ------------------------------------
-struct Script { std::vector<double> raw; size_t pos = 0; int status = 0; } g_script;
-double raw() { return g_script.raw[g_script.pos++ % g_script.raw.size()]; }
-int script_d(GuxStream *, int n, double *r, double a, double b) {
-  for (int i = 0; i < n && g_script.status >= 0; ++i) r[i] = raw() * (b - a) + a;
-  return g_script.status;
-}
-int script_s(GuxStream *, int n, float *r, float a, float b) {
-  for (int i = 0; i < n && g_script.status >= 0; ++i) r[i] = (float)(raw() * ((double)b - a) + a);
-  return g_script.status;
-}
-int script_i(GuxStream *, int n, uint32_t *r) {
-  for (int i = 0; i < n && g_script.status >= 0; ++i) r[i] = (uint32_t)(raw() * 4294967296.0);
-  return g_script.status;
-}
+using dist_test::g_script;
+using dist_test::script_d;
+using dist_test::script_i;
+using dist_test::script_s;
 // The row is given back at the end of each test, so that tests of the
 // registry's row count see the table as built.
 struct Scripted {

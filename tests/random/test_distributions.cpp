@@ -19,17 +19,13 @@
 #include "qor/qor_bex.h"
 #include "qor/qor_random_brng.h"
 #include "qor/qor_random_dist.h"
+#include "random/dist_test_util.h"
 #include "random/reference.h"
 
 namespace {
 
-struct Stream {
-  GuxStream *s = nullptr;
-  Stream(int id, uint32_t seed) { EXPECT_EQ(__guxNewStreamEx(&s, id, 1, &seed), 0); }
-  explicit Stream(const Stream &o) { EXPECT_EQ(__guxCopyStream(&s, o.s), 0); }
-  ~Stream() { __guxDeleteStream(&s); }
-};
-double next_d(GuxStream *s) { double u; _guxdRngUniform(0, s, 1, &u, 0, 1); return u; }
+using dist_test::next_d;
+using dist_test::Stream;
 
 // ---- kernels at length 1 through the slots the generators use (d EP, s LA) ----
 template <class T> BexKernelTable *tab(const char *f) {
@@ -187,10 +183,7 @@ bool missing(const Case &c) { return c.needs && !(c.name[0] == 'd' ? has<double>
 const struct Generator { const char *name; int id; uint32_t seed; } kGenerators[] = {
     {"MCG31M1", GUX_BRNG_MCG31M1, 7}, {"MCG59", GUX_BRNG_MCG59, 12345}, {"MT19937", GUX_BRNG_MT19937, 5489}};
 
-// Splits of 2600 (past two blocks of 1024): one call, singles, odd pieces,
-// pieces across the block edges, empty calls.
-const std::vector<std::vector<int>> kSplits = {
-    {2600}, {1, 1, 2598}, {3, 5, 7, 1023, 1, 1025, 536}, {1024, 1024, 552}, {2047, 2, 551}, {0, 13, 0, 2587}};
+const std::vector<std::vector<int>> &kSplits = dist_test::kSplits2600;
 
 TEST(Distributions, EveryEntryMethodTypeSplitAndGenerator) {
   for (const Case &c : all_cases()) {
@@ -306,20 +299,10 @@ template <class T> void mv_forms() {
 TEST(Distributions, MultivariateGaussianEveryStorage) { mv_forms<double>(), mv_forms<float>(); }
 
 // ---- a scripted generator: chosen raw values (output raw * (b - a) + a) and status --
-struct Script { std::vector<double> raw; size_t pos = 0; int status = 0; } g_script;
-double raw() { return g_script.raw[g_script.pos++ % g_script.raw.size()]; }
-int script_d(GuxStream *, int n, double *r, double a, double b) {
-  for (int i = 0; i < n && g_script.status >= 0; ++i) r[i] = raw() * (b - a) + a;
-  return g_script.status;
-}
-int script_s(GuxStream *, int n, float *r, float a, float b) {
-  for (int i = 0; i < n && g_script.status >= 0; ++i) r[i] = (float)(raw() * ((double)b - a) + a);
-  return g_script.status;
-}
-int script_i(GuxStream *, int n, uint32_t *r) {
-  for (int i = 0; i < n && g_script.status >= 0; ++i) r[i] = (uint32_t)(raw() * 4294967296.0);
-  return g_script.status;
-}
+using dist_test::g_script;
+using dist_test::script_d;
+using dist_test::script_i;
+using dist_test::script_s;
 // The generator's registry row lives for one test: drop_script_row() gives it
 // back, so that tests of the registry's row count see the table as built.
 int g_script_id = 0;

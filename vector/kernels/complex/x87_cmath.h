@@ -16,10 +16,16 @@
 
 #include "vector/kernels/complex/x87_constants.inc"
 #include "vector/kernels/trig/dtrig_window.inc"
+#include "vector/kernels/x87_common.h"
 
 namespace qor::kernels::cplx {
 
 using ld = long double;
+using x87::x87_rint;
+using x87::x87_scale;
+using x87::x87_exp2m1;
+using x87::x87_log;
+using x87::x87_log1p;
 
 // ---- bits and classification (integer tests only) -------------------------
 
@@ -61,35 +67,6 @@ inline ld copysign_ld(ld mag, ld sgn) {
 
 // ---- x87 instructions ------------------------------------------------------
 
-inline ld x87_rint(ld x) {
-  ld r;
-  __asm__("frndint" : "=t"(r) : "0"(x));
-  return r;
-}
-// v * 2^k for an integral k.
-inline ld x87_scale(ld v, ld k) {
-  ld r;
-  __asm__("fscale" : "=t"(r) : "0"(v), "u"(k));
-  return r;
-}
-// 2^f - 1 for |f| <= 1.
-inline ld x87_exp2m1(ld f) {
-  ld r;
-  __asm__("f2xm1" : "=t"(r) : "0"(f));
-  return r;
-}
-// ln x for x > 0 (ln 2 * log2 x).
-inline ld x87_log(ld x) {
-  ld r;
-  __asm__("fldln2\n\tfxch\n\tfyl2x" : "=t"(r) : "0"(x) : "st(1)");
-  return r;
-}
-// ln(1 + y) for |y| < 1 - sqrt(2)/2: 1 + y is never formed.
-inline ld x87_log1p(ld y) {
-  ld r;
-  __asm__("fldln2\n\tfxch\n\tfyl2xp1" : "=t"(r) : "0"(y) : "st(1)");
-  return r;
-}
 // sine and cosine of |a| <= pi/4 (no reduction inside the instruction).
 inline void x87_sincos(ld a, ld &s, ld &c) { __asm__("fsincos" : "=t"(c), "=u"(s) : "0"(a)); }
 // atan2(y, x), signed zeros and infinities as the quadrant rules give them.

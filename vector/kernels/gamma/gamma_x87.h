@@ -15,23 +15,17 @@
 
 #include "vector/dispatch/kernel_defs.h"
 #include "vector/kernels/gamma/gamma_tables.inc"
+#include "vector/kernels/x87_common.h"
 
 namespace qor::kernels::gamma {
 
 using ld = long double;
+using x87::x87_rint;
+using x87::x87_scale;
+using x87::x87_exp2m1;
+using x87::x87_log;
+using x87::x87_log1p;
 
-// ln x for x > 0: ln 2 * log2 x (fyl2x).
-inline ld x87_log(ld x) {
-  ld r;
-  __asm__("fldln2\n\tfxch\n\tfyl2x" : "=t"(r) : "0"(x));
-  return r;
-}
-// ln(1 + y) for |y| < 1 - sqrt(2)/2 (fyl2xp1, no cancellation in 1 + y).
-inline ld x87_log1p(ld y) {
-  ld r;
-  __asm__("fldln2\n\tfxch\n\tfyl2xp1" : "=t"(r) : "0"(y));
-  return r;
-}
 // ln x with full relative accuracy near 1 as well.
 inline ld log_ext(ld x) {
   const ld d = x - 1;
@@ -81,26 +75,9 @@ template <bool Short = false> inline ld log_table(ld x) {
   return log_core<Short>(e, (unsigned)(bits >> 44) & 0xff, x * (ld)scale);
 }
 
-inline ld x87_rint(ld x) {
-  ld r;
-  __asm__("frndint" : "=t"(r) : "0"(x));
-  return r;
-}
 inline ld x87_floor(ld x) {
   ld n = x87_rint(x);
   return n > x ? n - 1 : n;
-}
-// v * 2^k for an integral k.
-inline ld x87_scale(ld v, ld k) {
-  ld r;
-  __asm__("fscale" : "=t"(r) : "0"(v), "u"(k));
-  return r;
-}
-// 2^f - 1 for |f| <= 1.
-inline ld x87_exp2m1(ld f) {
-  ld r;
-  __asm__("f2xm1" : "=t"(r) : "0"(f));
-  return r;
 }
 // sin a for |a| <= pi/2.
 inline ld x87_sin(ld a) {
