@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Collects the QOR_ACCURACY, QOR_INTERVAL(2)(_LOG), QOR_CBOX(2), QOR_KNOWN_MISS and QOR_ABSOLUTE_BELOW declarations
+"""Collects the QOR_ACCURACY, QOR_INTERVAL(2)(_LOG), QOR_CBOX(2), QOR_KNOWN_MISS, QOR_ABSOLUTE_BELOW and QOR_SPECIAL_CLASS_ONLY declarations
 of the kernel sources into one X-macro file for the MPFR harness. QOR_CBOX(entry, re_lo, re_hi, im_lo, im_hi, count)
 declares a box of complex inputs (each part's magnitude log-uniform on its range, with a random sign); QOR_CBOX2 adds
 the second operand's box of a two-input complex entry (or the exponents of Powx).
@@ -8,7 +8,7 @@ Usage: extract_accuracy.py OUT.def SOURCE..."""
 import re
 import sys
 
-DECL = re.compile(r"^\s*(QOR_ACCURACY|QOR_INTERVAL|QOR_INTERVAL_LOG|QOR_INTERVAL2|QOR_INTERVAL2_LOG|QOR_CBOX|QOR_CBOX2|QOR_KNOWN_MISS|QOR_ABSOLUTE_BELOW)\(([^)]*)\)\s*(//.*)?$")
+DECL = re.compile(r"^\s*(QOR_ACCURACY|QOR_INTERVAL|QOR_INTERVAL_LOG|QOR_INTERVAL2|QOR_INTERVAL2_LOG|QOR_CBOX|QOR_CBOX2|QOR_KNOWN_MISS|QOR_ABSOLUTE_BELOW|QOR_SPECIAL_CLASS_ONLY)\(([^)]*)\)\s*(//.*)?$")
 
 
 def main():

@@ -7,6 +7,7 @@
 #include <string.h>
 
 #include <array>
+#include <complex>
 #include <limits>
 #include <random>
 #include <vector>
@@ -32,6 +33,7 @@ struct Box {
 #define QOR_INTERVAL2_LOG(entry, alo, ahi, blo, bhi, count)
 #define QOR_KNOWN_MISS(entry, tier, measured)
 #define QOR_ABSOLUTE_BELOW(entry, x, unit)
+#define QOR_SPECIAL_CLASS_ONLY(entry)
 #define QOR_CBOX(entry, re_lo, re_hi, im_lo, im_hi, count) \
   {#entry, re_lo, re_hi, im_lo, im_hi, false, 0, 0, 0, 0, count},
 #define QOR_CBOX2(entry, re_lo, re_hi, im_lo, im_hi, b_re_lo, b_re_hi, b_im_lo, b_im_hi, count) \
@@ -40,6 +42,23 @@ const Box kBoxes[] = {
 #include "accuracy.def"
     {nullptr, 0, 0, 0, 0, false, 0, 0, 0, 0, 0},
 };
+
+#undef QOR_CBOX
+#undef QOR_CBOX2
+#undef QOR_SPECIAL_CLASS_ONLY
+#define QOR_CBOX(entry, re_lo, re_hi, im_lo, im_hi, count)
+#define QOR_CBOX2(entry, re_lo, re_hi, im_lo, im_hi, b_re_lo, b_re_hi, b_im_lo, b_im_hi, count)
+#define QOR_SPECIAL_CLASS_ONLY(entry) #entry,
+const char *const kClassOnly[] = {
+#include "accuracy.def"
+    nullptr,
+};
+
+bool class_only(const char *entry) {
+  for (const char *const *e = kClassOnly; *e; ++e)
+    if (strcmp(*e, entry) == 0) return true;
+  return false;
+}
 
 constexpr int kPrec = 160;
 constexpr long kQuickCount = 5000;  // per box in a quick run
@@ -52,10 +71,11 @@ void *table_kernel(const std::string &entry, int tier) {
 }
 
 // A part with |x| log-uniform on [lo, hi] (lo 0: from the least denormal) and
-// a random sign; the range 0, 0 gives a zero of either sign.
+// a random sign; a range lo = hi gives that value exactly (0, 0: a zero of
+// either sign).
 template <class T> T draw_part(double lo, double hi, std::mt19937_64 &rng) {
   const bool neg = rng() & 1;
-  if (hi == 0) return neg ? -(T)0 : (T)0;
+  if (lo == hi) return neg ? -(T)hi : (T)hi;
   if (lo == 0) lo = (double)std::numeric_limits<T>::denorm_min();
   std::uniform_real_distribution<double> u(log(lo), log(hi));
   const T x = (T)exp(u(rng));
@@ -107,6 +127,79 @@ template <class T> double complex_error(const T *got, mpc_srcptr ref, bool bits,
   }
   mpfr_clear(scale);
   return e;
+}
+
+enum PartClass { kZero, kInf, kNaN, kFinite };
+template <class T> PartClass class_of(T x) { return x == 0 ? kZero : isinf(x) ? kInf : isnan(x) ? kNaN : kFinite; }
+template <class T> PartClass class_of(mpfr_srcptr x) {  // of the part rounded to T
+  return class_of(sizeof(T) == 4 ? (T)mpfr_get_flt(x, MPFR_RNDN) : (T)mpfr_get_d(x, MPFR_RNDN));
+}
+
+// True where the exact angle Im(w ln z) is beyond 2^64 in magnitude: no
+// working precision of 64 bits places it within a turn.
+template <class T> bool angle_open(const std::array<T, 2> &z, const std::array<T, 2> &w) {
+  mpc_t l, t;
+  mpc_init2(l, kPrec), mpc_init2(t, kPrec);
+  mpc_set_d_d(l, (double)z[0], (double)z[1], MPC_RNDNN);
+  mpc_set_d_d(t, (double)w[0], (double)w[1], MPC_RNDNN);
+  mpc_log(l, l, MPC_RNDNN);
+  mpc_mul(t, t, l, MPC_RNDNN);
+  const bool open = mpfr_number_p(mpc_imagref(t)) && !mpfr_zero_p(mpc_imagref(t)) && mpfr_get_exp(mpc_imagref(t)) > 64;
+  mpc_clear(l), mpc_clear(t);
+  return open;
+}
+
+// True where the exact angle Im(w ln z) is a whole number of quarter turns:
+// a part of an infinite result is then exactly 0 times an infinite modulus.
+template <class T> bool quarter_turns(const std::array<T, 2> &z, const std::array<T, 2> &w) {
+  mpc_t l, t;
+  mpfr_t q;
+  mpc_init2(l, kPrec), mpc_init2(t, kPrec), mpfr_init2(q, kPrec);
+  mpc_set_d_d(l, (double)z[0], (double)z[1], MPC_RNDNN);
+  mpc_set_d_d(t, (double)w[0], (double)w[1], MPC_RNDNN);
+  mpc_log(l, l, MPC_RNDNN);
+  mpc_mul(t, t, l, MPC_RNDNN);
+  mpfr_const_pi(q, MPFR_RNDN);
+  mpfr_div_2ui(q, q, 1, MPFR_RNDN);
+  mpfr_div(q, mpc_imagref(t), q, MPFR_RNDN);
+  bool whole = mpfr_number_p(q) && mpfr_get_exp(q) < 60;
+  if (whole) {
+    mpfr_frac(q, q, MPFR_RNDN);
+    whole = mpfr_zero_p(q) || mpfr_get_exp(q) < -100 || (mpfr_cmpabs_ui(q, 1) < 0 && mpfr_get_exp(q) > 0);
+    if (!mpfr_zero_p(q) && mpfr_get_exp(q) >= -100) {  // near +-1: frac within 2^-100 of a whole turn
+      mpfr_abs(q, q, MPFR_RNDN);
+      mpfr_ui_sub(q, 1, q, MPFR_RNDN);
+      whole = mpfr_zero_p(q) || mpfr_get_exp(q) < -100;
+    }
+  }
+  mpc_clear(l), mpc_clear(t), mpfr_clear(q);
+  return whole;
+}
+
+// The rule of QOR_SPECIAL_CLASS_ONLY at a special point z^w: each part of the
+// result is a zero, infinity or NaN where the exact result or the plain
+// composition cexp(w clog z), formed in T, has a part of that class (signs
+// free). Finite non-zero parts are never excused.
+template <class T> bool class_match(const T *got, mpc_srcptr ref, const std::array<T, 2> &z, const std::array<T, 2> &w) {
+  if (angle_open<T>(z, w)) {
+    // Beyond 2^64 the direction is open: NaN parts, or parts of the classes
+    // of the exact result (zero, finite, infinite), any value and sign.
+    for (int k = 0; k < 2; ++k) {
+      const PartClass g = class_of(got[k]);
+      if (g != kNaN && g != class_of<T>(k ? mpc_imagref(ref) : mpc_realref(ref))) return false;
+    }
+    return true;
+  }
+  const std::complex<T> l = std::log(std::complex<T>(z[0], z[1]));
+  const std::complex<T> t(w[0] * l.real() - w[1] * l.imag(), w[0] * l.imag() + w[1] * l.real());
+  const std::complex<T> c = std::exp(t);
+  for (int k = 0; k < 2; ++k) {
+    const PartClass g = class_of(got[k]), r = class_of<T>(k ? mpc_imagref(ref) : mpc_realref(ref));
+    if (g == kFinite) return false;
+    if (g == kZero && r == kInf && quarter_turns<T>(z, w)) continue;
+    if (g != r && g != class_of(k ? c.imag() : c.real())) return false;
+  }
+  return true;
 }
 
 // The references of one entry's inputs, kept for its other tiers, which draw
@@ -168,7 +261,8 @@ template <class T> struct Runner {
   // One batch: a (and b for two inputs, or the one exponent of Powx) through
   // the unit kernel and the strided one with stride 2, then every element
   // against its reference.
-  void batch(const std::vector<C<T>> &a, const std::vector<C<T>> &b) {
+  void batch(const std::vector<C<T>> &a, const std::vector<C<T>> &b, size_t specials) {
+    const bool by_class = class_only(entry);
     const int n = (int)a.size();
     if (n == 0) return;
     const int rparts = shape == kToReal ? 1 : 2;
@@ -222,6 +316,15 @@ template <class T> struct Runner {
         g_refs.eval(y, key, [&] { shape == kUnary ? f1(y, x, MPC_RNDNN) : f2(y, x, xb, MPC_RNDNN); });
         const bool each_part = strstr(entry, "Mul") != nullptr;
         e = complex_error<T>(&out[2 * i], y, bits, each_part, tmp);
+        if (e > 0 && by_class) {
+          // A zero part of either sign where the exact part is zero; then, at
+          // the special points, the classes of the composition.
+          const T g[2] = {out[2 * i] == 0 && mpfr_zero_p(mpc_realref(y)) ? (T)(mpfr_signbit(mpc_realref(y)) ? -0.0 : 0.0) : out[2 * i],
+                          out[2 * i + 1] == 0 && mpfr_zero_p(mpc_imagref(y)) ? (T)(mpfr_signbit(mpc_imagref(y)) ? -0.0 : 0.0) : out[2 * i + 1]};
+          e = complex_error<T>(g, y, bits, each_part, tmp);
+          if (e > 0 && (size_t)i < specials && class_match<T>(&out[2 * i], y, a[i], bi)) e = 0, ++res.by_class;
+          else if (e == 0) ++res.by_class;
+        }
       }
       if (e > res.worst) {
         res.worst = e;
@@ -240,12 +343,13 @@ template <class T> struct Runner {
       std::vector<C<T>> a = complex_points<T>(entry + 1, quick);
       for (const Box *bx : boxes)
         for (long i = 0; i < std::min(bx->count, limit); ++i) a.push_back(draw(bx->re_lo, bx->re_hi, bx->im_lo, bx->im_hi));
-      return batch(a, {});
+      return batch(a, {}, 0);
     }
     if (shape == kBinary) {
       std::vector<C<T>> a, b;
+      size_t specials = 0;
       for (const C<T> &u : complex_pair_values<T>())
-        for (const C<T> &v : complex_pair_values<T>()) a.push_back(u), b.push_back(v);
+        for (const C<T> &v : complex_pair_values<T>()) a.push_back(u), b.push_back(v), ++specials;
       for (const Box *bx : boxes) {
         const long count = std::min(bx->count, limit);
         for (long i = 0; i < count; ++i) {
@@ -253,15 +357,17 @@ template <class T> struct Runner {
           b.push_back(draw(bx->b_re_lo, bx->b_re_hi, bx->b_im_lo, bx->b_im_hi));
         }
         // Products and quotients that cancel: b near (a_im, a_re) cancels the
-        // real part of a*b, b near a the imaginary part of a*conj(b) and of a/b.
-        for (long i = 0; i < count / 4; ++i) {
+        // real part of a*b, b near a the imaginary part of a*conj(b) and of a/b
+        // (not for the powers of QOR_SPECIAL_CLASS_ONLY, whose exponents keep
+        // to their box).
+        for (long i = 0; i < (class_only(entry) ? 0 : count / 4); ++i) {
           const C<T> u = draw(bx->re_lo, bx->re_hi, bx->im_lo, bx->im_hi);
           const T t = (T)(1 + ldexp((double)(int64_t)(rng() % 65) - 32, -std::numeric_limits<T>::digits));
           a.push_back(u), b.push_back({u[1] * t, u[0]});
           a.push_back(u), b.push_back({u[0], u[1] * t});
         }
       }
-      return batch(a, b);
+      return batch(a, b, specials);
     }
     // Powx: one batch per exponent, the special list and random ones.
     std::vector<C<T>> exps = {{0, 0}, {-(T)0, 0}, {1, 0}, {2, 0}, {3, 0}, {-1, 0}, {(T)0.5, 0}, {-2, 0},
@@ -273,9 +379,10 @@ template <class T> struct Runner {
     per_exp = per_exp / (long)exps.size() + 1;
     for (const C<T> &e : exps) {
       std::vector<C<T>> a = complex_pair_values<T>();
+      const size_t specials = a.size();
       for (const Box *bx : boxes)
         for (long i = 0; i < per_exp / (long)boxes.size() + 1; ++i) a.push_back(draw(bx->re_lo, bx->re_hi, bx->im_lo, bx->im_hi));
-      batch(a, {e});
+      batch(a, {e}, specials);
     }
   }
 };

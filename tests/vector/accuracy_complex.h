@@ -17,6 +17,7 @@ struct ComplexResult {
   double worst = 0;  // ulps, or relative error for a BITS bound
   std::string worst_at;
   long count = 0;
+  long by_class = 0;    // special points that passed by the QOR_SPECIAL_CLASS_ONLY rule only
   long mismatches = 0;  // the strided form (or Powx against Pow) differing in a bit
 };
 

@@ -68,6 +68,7 @@ struct AbsoluteRule {
 #define QOR_KNOWN_MISS(entry, tier, measured)
 #define QOR_ABSOLUTE_BELOW(entry, x, unit)
 #define QOR_CBOX(entry, re_lo, re_hi, im_lo, im_hi, count)  // complex boxes: accuracy_complex.cpp
+#define QOR_SPECIAL_CLASS_ONLY(entry)
 #define QOR_CBOX2(entry, re_lo, re_hi, im_lo, im_hi, b_re_lo, b_re_hi, b_im_lo, b_im_hi, count)
 #undef QOR_ACCURACY
 #define QOR_ACCURACY(entry, tier, kind, bound) {#entry, tier, kind, bound},
@@ -568,6 +569,7 @@ int main(int argc, char **argv) {
       }
       res.worst = cres.worst, res.count = cres.count, res.mismatches = cres.mismatches;
       complex_at = cres.worst_at;
+      if (cres.by_class) complex_at += "  [" + std::to_string(cres.by_class) + " special points by class]";
     } else if (!(ref || ref2) || ivs.empty() || !table_kernel(d.entry, d.tier)) {
       printf("%-14s %-4s no reference, interval or kernel\n", d.entry, tier_names[d.tier]);
       ++failures;
@@ -604,7 +606,7 @@ int main(int argc, char **argv) {
     ok = ok && res.mismatches == 0;
     char note[48] = "";
     if (miss) snprintf(note, sizeof note, "  MISS (recorded %.2f)", miss->measured);
-    char at[96];
+    char at[160];
     if (!complex_at.empty()) snprintf(at, sizeof at, "%s", complex_at.c_str());
     else if (isnan(res.worst_at_b)) snprintf(at, sizeof at, "%.9g", res.worst_at);
     else snprintf(at, sizeof at, "%.9g, %.9g", res.worst_at, res.worst_at_b);

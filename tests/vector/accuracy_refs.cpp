@@ -164,6 +164,22 @@ int mul_by_conj_ref(mpc_ptr r, mpc_srcptr a, mpc_srcptr b, mpc_rnd_t rnd) {
   mpc_clear(cb);
   return t;
 }
+// z^w = e^(w ln z) with ln z on the side of the cut that the sign of a zero
+// imaginary part picks: mpc_pow takes a real base as x + 0i whatever the
+// sign, so for Im z = -0 it is conj(conj(z)^conj(w)), which is the same
+// function where ln(conj z) = conj(ln z).
+int pow_ref(mpc_ptr r, mpc_srcptr z, mpc_srcptr w, mpc_rnd_t rnd) {
+  if (!mpfr_zero_p(mpc_imagref(z)) || !mpfr_signbit(mpc_imagref(z))) return mpc_pow(r, z, w, rnd);
+  mpc_t cz, cw;
+  mpc_init3(cz, mpfr_get_prec(mpc_realref(z)), mpfr_get_prec(mpc_imagref(z)));
+  mpc_init3(cw, mpfr_get_prec(mpc_realref(w)), mpfr_get_prec(mpc_imagref(w)));
+  mpc_conj(cz, z, MPC_RNDNN);
+  mpc_conj(cw, w, MPC_RNDNN);
+  const int t = mpc_pow(r, cz, cw, rnd);
+  mpc_conj(r, r, MPC_RNDNN);
+  mpc_clear(cz), mpc_clear(cw);
+  return t;
+}
 // |a| and arg a from the parts, with the C99 special values of hypot and atan2.
 int abs_ref(mpfr_ptr y, mpc_srcptr a, mpfr_rnd_t rnd) { return mpfr_hypot(y, mpc_realref(a), mpc_imagref(a), rnd); }
 int arg_ref(mpfr_ptr y, mpc_srcptr a, mpfr_rnd_t rnd) { return mpfr_atan2(y, mpc_imagref(a), mpc_realref(a), rnd); }
@@ -179,7 +195,7 @@ const Named<MpcUnary> kComplexUnary[] = {
     {"Atanh", mpc_atanh},
 };
 const Named<MpcBinary> kComplexBinary[] = {
-    {"Mul", mpc_mul}, {"MulByConj", mul_by_conj_ref}, {"Div", mpc_div}, {"Pow", mpc_pow}, {"Powx", mpc_pow},
+    {"Mul", mpc_mul}, {"MulByConj", mul_by_conj_ref}, {"Div", mpc_div}, {"Pow", pow_ref}, {"Powx", pow_ref},
 };
 const Named<MpcToReal> kComplexToReal[] = {{"Abs", abs_ref}, {"Arg", arg_ref}};
 

@@ -36,6 +36,16 @@
 //                                          an error is also taken as absolute error
 //                                          in units of `unit` (ULP bounds; BITS bounds
 //                                          count it as relative to 1)
+//   QOR_SPECIAL_CLASS_ONLY(entry)          a two-input complex entry defined as
+//                                          cexp(w clog z) (Pow, Powx): at the special
+//                                          points a part that is zero in the exact
+//                                          result may be a zero of either sign, and a
+//                                          zero, infinite or NaN part stands where the
+//                                          exact result or the plain composition
+//                                          cexp(w clog z) in the part type has a part
+//                                          of that class, any sign: the sign of an
+//                                          exact cancellation, and the signs and NaNs
+//                                          of limits that the composition leaves open
 #ifndef QOR_VECTOR_ACCURACY_H
 #define QOR_VECTOR_ACCURACY_H
 
@@ -48,5 +58,6 @@
 #define QOR_CBOX2(entry, re_lo, re_hi, im_lo, im_hi, b_re_lo, b_re_hi, b_im_lo, b_im_hi, count)
 #define QOR_KNOWN_MISS(entry, tier, measured)
 #define QOR_ABSOLUTE_BELOW(entry, x, unit)
+#define QOR_SPECIAL_CLASS_ONLY(entry)
 
 #endif
