@@ -55,33 +55,35 @@ inline void store(QorComplex8 *p, const double d[2]) {
   }
 }
 
-template <class E> bool finite(const E &e) {
+// Elements are read through pointers and copied bytewise: a caller's array
+// need not be aligned to its element type.
+template <class E> bool finite(const E *e) {
   if constexpr (sizeof(E) == 16) {
     uint64_t b[2];
-    memcpy(b, &e, 16);
+    memcpy(b, e, 16);
     return (b[0] & 0x7ff0000000000000ull) != 0x7ff0000000000000ull &&
            (b[1] & 0x7ff0000000000000ull) != 0x7ff0000000000000ull;
   } else {
     uint32_t b[2];
-    memcpy(b, &e, 8);
+    memcpy(b, e, 8);
     return (b[0] & 0x7f800000u) != 0x7f800000u && (b[1] & 0x7f800000u) != 0x7f800000u;
   }
 }
-template <class E> bool has_inf(const E &e) {
+template <class E> bool has_inf(const E *e) {
   if constexpr (sizeof(E) == 16) {
     uint64_t b[2];
-    memcpy(b, &e, 16);
+    memcpy(b, e, 16);
     return (b[0] << 1) == 0xffe0000000000000ull || (b[1] << 1) == 0xffe0000000000000ull;
   } else {
     uint32_t b[2];
-    memcpy(b, &e, 8);
+    memcpy(b, e, 8);
     return (b[0] << 1) == 0xff000000u || (b[1] << 1) == 0xff000000u;
   }
 }
 
 // The status a reporting kernel passes on: the routine's own, else overflow
 // when a finite element (and exponent) gave an infinite part.
-template <class E> int overflow_status(int st, bool inputs_finite, const E &r) {
+template <class E> int overflow_status(int st, bool inputs_finite, const E *r) {
   return st != 0 ? st : (inputs_finite && has_inf(r)) ? 3 : 0;
 }
 
@@ -120,11 +122,11 @@ void run_unary(int n, const E *a, int inca, E *r, int incr, const char *name) {
     const long ia = bex::strided_index(i, inca), ir = bex::strided_index(i, incr);
     double in[2], out[2];
     element::load(a + ia, in);
-    const bool fin = Report && element::finite(a[ia]);
+    const bool fin = Report && element::finite(a + ia);
     const int st = F(out, in);
     element::store(r + ir, out);
     if constexpr (Report) {
-      const int s = element::overflow_status(st, fin, r[ir]);
+      const int s = element::overflow_status(st, fin, r + ir);
       if (__builtin_expect(s != 0, 0)) element::report(s, i, a, inca, a, inca, r, incr, name);
     }
   }
@@ -143,11 +145,11 @@ void run_binary(int n, const E *a, int inca, const E *b, int incb, E *r, int inc
     double x[2], y[2], out[2];
     element::load(a + ia, x);
     element::load(b + ib, y);
-    const bool fin = Report && element::finite(a[ia]) && element::finite(b[ib]);
+    const bool fin = Report && element::finite(a + ia) && element::finite(b + ib);
     const int st = F(out, x, y);
     element::store(r + ir, out);
     if constexpr (Report) {
-      const int s = element::overflow_status(st, fin, r[ir]);
+      const int s = element::overflow_status(st, fin, r + ir);
       if (__builtin_expect(s != 0, 0)) element::report(s, i, a, inca, b, incb, r, incr, name);
     }
   }
