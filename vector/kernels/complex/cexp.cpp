@@ -87,7 +87,7 @@ int cexp_scalar(const float *a, float *r) {
 // The rows and powers of two of four lanes of k: 2^(k/128) in two pairs.
 inline void exp_rows(vf4 t, vd2 &e0, vd2 &e1) {
   alignas(16) int32_t k[4];
-  store(k, as<vi4>(t) - kShifterBits);
+  store(k, as<vi4>(as<vu4>(t) - (uint32_t)kShifterBits));  // wraps: unsigned lanes
   __asm__("" : "+m"(k));
   auto row = [&](int32_t v) { return kExp2_128[v & 127] * as<double>((uint64_t)((v >> 7) + 1023) << 52); };
   e0 = vd2{row(k[0]), row(k[1])};
@@ -135,7 +135,7 @@ template <bool kHA> struct CExp {
       s2[h] = ep * sin_poly(ry);
       c2[h] = ep * sin_poly(kHalfPi - vabs(ry));
     }
-    const vi4 odd = (as<vi4>(u) - kShifterBits) << 31;  // sign of cos and sin: (-1)^m
+    const vi4 odd = as<vi4>((as<vu4>(u) - (uint32_t)kShifterBits) << 31);  // sign of cos and sin: (-1)^m
     re = as<vf4>(as<vi4>(narrow(c2[0], c2[1])) ^ odd);
     im = select(eq(y, 0.0f), y, as<vf4>(as<vi4>(narrow(s2[0], s2[1])) ^ odd));  // e^x (1 + 0i) keeps the zero
     return ((as<vi4>(x) & 0x7fffffff) > 0x42aeac4f) | ~le(vabs(y), 10000.0f);
