@@ -10,6 +10,7 @@ src=$(cd "$2" && pwd)
 work=$(mktemp -d "${TMPDIR:-/tmp}/qor-install.XXXXXX")
 trap 'rm -rf "$work"' EXIT
 prefix="$work/prefix"
+extra=${QOR_EXAMPLE_FLAGS:-}  # a sanitized library needs its programs built the same way
 
 cmake --install "$build" --prefix "$prefix" >/dev/null
 libdir=$(dirname "$(find "$prefix" -name qor.pc)")/..
@@ -37,7 +38,7 @@ for f in $examples; do
   name=$(basename "${f%.*}")
   case "$f" in *.cpp) cc=c++ ;; *) cc=cc ;; esac
   # shellcheck disable=SC2046
-  $cc -O2 -o "$work/pc/$name" "$f" $(pkg-config --cflags --libs qor) -lm
+  $cc -O2 $extra -o "$work/pc/$name" "$f" $(pkg-config --cflags --libs qor) -lm
   same_output "$name" "$work/pc/$name"
 done
 echo "pkg-config: $(echo $examples | wc -w) examples built and run"
@@ -54,7 +55,8 @@ mkdir -p "$work/cm"
     echo "target_link_libraries($name PRIVATE qor::kernel qor::core m)"
   done
 } > "$work/cm/CMakeLists.txt"
-cmake -S "$work/cm" -B "$work/cm/build" -DCMAKE_PREFIX_PATH="$prefix" -DCMAKE_BUILD_TYPE=Release >/dev/null
+cmake -S "$work/cm" -B "$work/cm/build" -DCMAKE_PREFIX_PATH="$prefix" -DCMAKE_BUILD_TYPE=Release \
+      -DCMAKE_C_FLAGS="$extra" -DCMAKE_CXX_FLAGS="$extra" >/dev/null
 cmake --build "$work/cm/build" >/dev/null
 for f in $examples; do
   name=$(basename "${f%.*}")
