@@ -49,6 +49,7 @@ struct Row {
   Words known;                                          // published words of the i form from this seed
   std::vector<std::pair<uint64_t, uint64_t>> skips;    // (drawn before, count) past the common ones
   bool needs_aes = false;
+  bool whole_state_copy = true;  // __guxCopyStreamState carries everything the sequence depends on
 };
 inline void PrintTo(const Row &r, std::ostream *os) { *os << r.name; }
 inline std::string row_name(const ::testing::TestParamInfo<Row> &i) { return i.param.name; }
@@ -66,6 +67,14 @@ class Rows : public ::testing::TestWithParam<Row> {
  protected:
   void SetUp() override;
 };
+
+// Draws `sizes` from `s` (a stream of the row) in turn, forms cycling through
+// `forms` ('i', 'd', 's'); call k writes one element past an aligned start when
+// k is odd, between guards. Element t of the calls must be reference element at[t].
+void check_draws(const Row &r, GuxStream *s, const std::vector<int> &sizes, const std::string &forms,
+                 const std::vector<uint64_t> &at);
+// The positions from, from + stride, ... (n of them).
+std::vector<uint64_t> run(uint64_t from, size_t n, uint64_t stride = 1);
 
 // The first words of a stream made with `count` seed words (the seed's size
 // by default).

@@ -8,7 +8,7 @@
 //    closed forms) on both sides of every branch point, tiny and huge shapes;
 //    laws x parameters x types x generators, with p-values printed;
 //  - behaviour: singular uniforms, the accurate clamp, ignored method words,
-//    statuses and refused shapes, persistence of a stream with a saved pair.
+//    statuses and refused shapes.
 #include <dlfcn.h>
 #include <gsl/gsl_cdf.h>
 #include <gsl/gsl_errno.h>
@@ -575,27 +575,5 @@ template <class T> void behaviour() {
   }
 }
 TEST(ContinuousLaws, WordsSingularUniformsAndStatuses) { behaviour<double>(), behaviour<float>(); }
-
-// Persistence: a Lognormal stream holding a Box-Muller2 pair (odd count)
-// saves and loads and goes on with the same numbers, for both types.
-TEST(ContinuousLaws, SavedPairSurvivesSaveAndLoad) {
-  for (int bytes : {8, 4}) {
-    Stream s(GUX_BRNG_MT19937, 21);
-    double d[8];
-    float f[8];
-    auto run = [&](GuxStream *st, int n) { return bytes == 8 ? Lognormal<double>(0, st, n, d, 0, 1, 0, 1) : Lognormal<float>(0, st, n, f, 0, 1, 0, 1); };
-    run(s.s, 3);
-    std::vector<char> image(__guxGetStreamSize(s.s));
-    ASSERT_EQ(__guxSaveStreamM(s.s, image.data()), 0);
-    GuxStream *l = nullptr;
-    ASSERT_EQ(__guxLoadStreamM(&l, image.data()), 0);
-    Stream loaded(l);
-    run(s.s, 5);
-    const std::vector<double> want = bytes == 8 ? std::vector<double>(d, d + 5) : std::vector<double>(f, f + 5);
-    run(loaded.s, 5);
-    const std::vector<double> got = bytes == 8 ? std::vector<double>(d, d + 5) : std::vector<double>(f, f + 5);
-    EXPECT_EQ(got, want);
-  }
-}
 
 }  // namespace

@@ -14,6 +14,12 @@
 
 namespace gen_rows {
 
+std::vector<uint64_t> run(uint64_t from, size_t n, uint64_t stride) {
+  std::vector<uint64_t> at(n);
+  for (size_t t = 0; t < n; ++t) at[t] = from + stride * t;
+  return at;
+}
+
 void Rows::SetUp() {
   unsigned a, b, c, d;
   if (GetParam().needs_aes && !(__get_cpuid(1, &a, &b, &c, &d) && (c >> 25 & 1))) GTEST_SKIP() << "no AES";
@@ -41,11 +47,6 @@ Expected expected(const Row &r, const std::vector<uint64_t> &at) {
   }
   return e;
 }
-std::vector<uint64_t> run(uint64_t from, size_t n, uint64_t stride = 1) {
-  std::vector<uint64_t> at(n);
-  for (size_t t = 0; t < n; ++t) at[t] = from + stride * t;
-  return at;
-}
 
 uint64_t bits(double x) { uint64_t b; memcpy(&b, &x, 8); return b; }
 uint32_t bits(float x) { uint32_t b; memcpy(&b, &x, 4); return b; }
@@ -60,11 +61,12 @@ struct Stream {
   ~Stream() { __guxDeleteStream(&s); }
 };
 
-// Draws `sizes` in turn with forms cycling through `forms`; call k writes one
-// element past an aligned start when k is odd, between guards. Element t of
-// the calls together must be reference element at[t].
-void check_draws(const Row &r, Stream &st, const std::vector<int> &sizes, const std::string &forms,
+}  // namespace
+
+void check_draws(const Row &r, GuxStream *s, const std::vector<int> &sizes, const std::string &forms,
                  const std::vector<uint64_t> &at) {
+  BrngProperties p;
+  ASSERT_EQ(__guxGetBrngProperties(r.id, &p), 0);
   const Expected e = expected(r, at);
   size_t pos = 0;
   for (size_t call = 0; call < sizes.size(); ++call) {
@@ -73,28 +75,31 @@ void check_draws(const Row &r, Stream &st, const std::vector<int> &sizes, const 
     SCOPED_TRACE(::testing::Message() << "call " << call << " form " << form << " n " << n << " at " << pos);
     if (form == 'i') {
       Words b((size_t)(n + 2) * u, 0xDEADBEEF);
-      ASSERT_EQ(st.p.iGenerate(st.s, n, b.data() + off * u), 0);
+      ASSERT_EQ(p.iGenerate(s, n, b.data() + off * u), 0);
       ASSERT_EQ(0, memcmp(b.data() + off * u, e.i.data() + pos * u, (size_t)n * u * 4));
       ASSERT_EQ(b[(size_t)(n + off) * u], 0xDEADBEEFu) << "wrote past the request";
       ASSERT_EQ(b[0], off ? 0xDEADBEEFu : b[0]) << "wrote before the request";
     } else if (form == 'd') {
       std::vector<double> b((size_t)n + 2, 7.0);
-      ASSERT_EQ(st.p.dGenerate(st.s, n, b.data() + off, kDA, kDB), 0);
+      ASSERT_EQ(p.dGenerate(s, n, b.data() + off, kDA, kDB), 0);
       for (int t = 0; t < n; ++t) ASSERT_EQ(bits(b[off + t]), bits(e.d[pos + t])) << "element " << pos + t;
       ASSERT_TRUE(b[n + off] == 7.0 && (!off || b[0] == 7.0)) << "wrote outside the request";
     } else {
       std::vector<float> b((size_t)n + 2, 7.0f);
-      ASSERT_EQ(st.p.sGenerate(st.s, n, b.data() + off, kFA, kFB), 0);
+      ASSERT_EQ(p.sGenerate(s, n, b.data() + off, kFA, kFB), 0);
       for (int t = 0; t < n; ++t) ASSERT_EQ(bits(b[off + t]), bits(e.s[pos + t])) << "element " << pos + t;
       ASSERT_TRUE(b[n + off] == 7.0f && (!off || b[0] == 7.0f)) << "wrote outside the request";
     }
     pos += (size_t)n;
   }
 }
+
+namespace {
+
 void check_from(const Row &r, Stream &st, const std::vector<int> &sizes, const std::string &forms, uint64_t from) {
   size_t total = 0;
   for (int n : sizes) total += (size_t)n;
-  check_draws(r, st, sizes, forms, run(from, total));
+  check_draws(r, st.s, sizes, forms, run(from, total));
 }
 
 std::vector<int> random_sizes(unsigned seed, int count, int max) {
@@ -193,16 +198,16 @@ TEST_P(Rows, Leapfrog) {
         continue;
       }
       ASSERT_EQ(status, 0);
-      check_draws(r, st, {5, 295, 37}, "ids", run((uint64_t)k, 337, (uint64_t)n));
+      check_draws(r, st.s, {5, 295, 37}, "ids", run((uint64_t)k, 337, (uint64_t)n));
       ASSERT_EQ(__guxSkipAheadStream(st.s, 3), 0);
-      check_draws(r, st, {2}, "i", run((uint64_t)k + (uint64_t)n * 340, 2, (uint64_t)n));
+      check_draws(r, st.s, {2}, "i", run((uint64_t)k + (uint64_t)n * 340, 2, (uint64_t)n));
       if (HasFatalFailure()) return;
     }
 }
 
 // Empty and negative counts write nothing and leave the stream; an unknown
 // init method and a negative stream count are refused; a copy made inside a
-// block goes on with the same numbers as its source.
+// block, and a fresh stream given its state, go on with the source's numbers.
 TEST_P(Rows, StatusesAndCopies) {
   const Row &r = GetParam();
   Stream st(r);
@@ -216,10 +221,14 @@ TEST_P(Rows, StatusesAndCopies) {
   EXPECT_EQ(st.p.initStream(9, st.s, 0, nullptr), GUX_STATUS_BAD_INIT_METHOD);
   EXPECT_EQ(__guxLeapfrogStream(st.s, 0, -1), GUX_STATUS_BAD_STREAM_COUNT);
   check_from(r, st, {r.block + 5}, "i", 0);
-  Stream copy(r);
+  Stream copy(r), fresh(r);
   __guxDeleteStream(&copy.s);
   ASSERT_EQ(__guxCopyStream(&copy.s, st.s), 0);
+  EXPECT_EQ((uintptr_t)copy.s % 128, 0u);
+  EXPECT_EQ(copy.s->brngId, r.id);
+  ASSERT_EQ(__guxCopyStreamState(fresh.s, st.s), 0);  // a stream of the same row takes the state
   check_from(r, copy, {1500}, "d", (uint64_t)r.block + 5);
+  if (r.whole_state_copy) check_from(r, fresh, {1500}, "i", (uint64_t)r.block + 5);
   check_from(r, st, {1500}, "s", (uint64_t)r.block + 5);
 }
 

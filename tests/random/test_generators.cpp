@@ -91,7 +91,8 @@ INSTANTIATE_TEST_SUITE_P(
                       wh("WH0", GUX_BRNG_WH, 0, {}, true), wh("WH1", GUX_BRNG_WH + 1, 1, {}, true),
                       wh("WH2_small_seed", GUX_BRNG_WH + 2, 2, {1, 2, 3, 4}),
                       wh("WH96_old_id", 100, 96, {0xFFFFFFFFu, 16776000u, 5}),
-                      wh("WH271_old_id", 4 + 271, 271, {}, true), wh("WH272", GUX_BRNG_WH + 272, 272, {}, true)),
+                      wh("WH271_old_id", 4 + 271, 271, {}, true), wh("WH272", GUX_BRNG_WH + 272, 272, {}, true),
+                      wh("WH272_old_id", 276, 272, {9})),
     gen_rows::row_name);
 
 // ---- seeding rules ------------------------------------------------------------
