@@ -69,8 +69,8 @@ class Rows : public ::testing::TestWithParam<Row> {
 };
 
 // Draws `sizes` from `s` (a stream of the row) in turn, forms cycling through
-// `forms` ('i', 'd', 's'); call k writes one element past an aligned start when
-// k is odd, between guards. Element t of the calls must be reference element at[t].
+// `forms` ('i', 'd', 's'); calls write 0, 1, 0, 3, ... elements past an
+// aligned start, between guards. Element t of the calls must be reference element at[t].
 void check_draws(const Row &r, GuxStream *s, const std::vector<int> &sizes, const std::string &forms,
                  const std::vector<uint64_t> &at);
 // The positions from, from + stride, ... (n of them).
