@@ -349,55 +349,46 @@ double chi_square_p(const Law &l, const std::vector<double> &x, bool dbl, int &u
 std::vector<Law> laws() {
   std::vector<Law> v;
   const double a = 1.25, b = 0.75, inf = HUGE_VAL;
-  auto by_type = [](auto make) { return [make](bool dbl) { return dbl ? make(double()) : make(float()); }; };
-  auto two = [&](std::string name, auto entry_d, auto entry_s, std::function<double(double)> cdf, double lo, int m = 0) {
-    v.push_back({name, [=](bool dbl) {
-                   return dbl ? typed<double>([=](GuxStream *s, int n, double *r) { return entry_d(m, s, n, r, a, b); })
-                              : typed<float>([=](GuxStream *s, int n, float *r) { return entry_s(m, s, n, r, (float)a, (float)b); });
-                 },
+  // An entry for either type: f(s, n, r) with r pointing to doubles or floats.
+  auto both = [](auto f) {
+    return [f](bool dbl) {
+      return dbl ? typed<double>([f](GuxStream *s, int n, double *r) { return f(s, n, r); })
+                 : typed<float>([f](GuxStream *s, int n, float *r) { return f(s, n, r); });
+    };
+  };
+#define LAW_TYPE using T = std::remove_pointer_t<decltype(r)>
+  auto two = [&](std::string name, auto entry, std::function<double(double)> cdf, double lo, int m = 0) {
+    v.push_back({name, both([=](GuxStream *s, int n, auto *r) { LAW_TYPE; return entry(T(), m, s, n, r, (T)a, (T)b); }),
                  cdf, a, b, lo, inf});
   };
-  v.push_back({"Uniform", by_type([](auto t) {
-                 using T = decltype(t);
-                 return typed<T>([](GuxStream *s, int n, T *r) { return Uniform<T>(0, s, n, r, T(-1.5), T(2.25)); });
-               }),
+#define ENTRY(Name) [](auto t, int m, GuxStream *s, int n, auto *r, auto x, auto y) { return Name<decltype(t)>(m, s, n, r, x, y); }
+  v.push_back({"Uniform", both([](GuxStream *s, int n, auto *r) { LAW_TYPE; return Uniform<T>(0, s, n, r, T(-1.5), T(2.25)); }),
                [](double y) { return y; }, -1.5, 3.75, 0, 1});
-  for (int m : {0, kAcc})
-    two(m ? "Exponential accurate" : "Exponential", _guxdRngExponential, _guxsRngExponential,
-        [](double y) { return -expm1(-y); }, 0, m);
+  for (int m : {0, kAcc}) two(m ? "Exponential accurate" : "Exponential", ENTRY(Exponential), [](double y) { return -expm1(-y); }, 0, m);
   for (int m : {0, 1, 2})
-    two("Gaussian method " + std::to_string(m), _guxdRngGaussian, _guxsRngGaussian,
-        [](double y) { return gsl_cdf_ugaussian_P(y); }, -inf, m);
-  two("Cauchy", _guxdRngCauchy, _guxsRngCauchy, [](double y) { return 0.5 + atan(y) / M_PI; }, -inf);
-  two("Gumbel", _guxdRngGumbel, _guxsRngGumbel, [](double y) { return -expm1(-exp(y)); }, -inf);
-  two("Laplace", _guxdRngLaplace, _guxsRngLaplace, [](double y) { return y < 0 ? 0.5 * exp(y) : 1 - 0.5 * exp(-y); }, -inf);
-  two("Rayleigh accurate", _guxdRngRayleigh, _guxsRngRayleigh, [](double y) { return -expm1(-y * y); }, 0, kAcc);
+    two("Gaussian method " + std::to_string(m), ENTRY(Gaussian), [](double y) { return gsl_cdf_ugaussian_P(y); }, -inf, m);
+  two("Cauchy", ENTRY(Cauchy), [](double y) { return 0.5 + atan(y) / M_PI; }, -inf);
+  two("Gumbel", ENTRY(Gumbel), [](double y) { return -expm1(-exp(y)); }, -inf);
+  two("Laplace", ENTRY(Laplace), [](double y) { return y < 0 ? 0.5 * exp(y) : 1 - 0.5 * exp(-y); }, -inf);
+  two("Rayleigh accurate", ENTRY(Rayleigh), [](double y) { return -expm1(-y * y); }, 0, kAcc);
+#undef ENTRY
   for (double al : {0.5, 1.0, 3.0})
-    v.push_back({"Weibull " + std::to_string(al), by_type([=](auto t) {
-                   using T = decltype(t);
-                   return typed<T>([=](GuxStream *s, int n, T *r) { return Weibull<T>(kAcc, s, n, r, (T)al, (T)a, (T)b); });
-                 }),
+    v.push_back({"Weibull " + std::to_string(al),
+                 both([=](GuxStream *s, int n, auto *r) { LAW_TYPE; return Weibull<T>(kAcc, s, n, r, (T)al, (T)a, (T)b); }),
                  [=](double y) { return -expm1(-pow(y, al)); }, a, b, 0, inf});
   for (int m : {0, 2, kAcc})
-    v.push_back({"Lognormal word " + std::to_string(m), by_type([=](auto t) {
-                   using T = decltype(t);
-                   return typed<T>([=](GuxStream *s, int n, T *r) { return Lognormal<T>(m, s, n, r, T(0.25), T(0.5), (T)a, (T)b); });
-                 }),
+    v.push_back({"Lognormal word " + std::to_string(m),
+                 both([=](GuxStream *s, int n, auto *r) { LAW_TYPE; return Lognormal<T>(m, s, n, r, T(0.25), T(0.5), (T)a, (T)b); }),
                  [](double y) { return y <= 0 ? 0 : gsl_cdf_ugaussian_P((log(y) - 0.25) / 0.5); }, a, b, 0, inf});
   // Gamma on both sides of 0.6 and 1, tiny and huge; tiny shapes unshifted.
   for (double al : {1e-3, 0.05, 0.3, 0.5999, 0.6, 0.8, 0.9999, 1.0, 1.0001, 2.5, 1e4}) {
     const double sh = al < 0.1 ? 0 : a, sc = al < 0.1 ? 2 : b;
-    v.push_back({"Gamma " + std::to_string(al), by_type([=](auto t) {
-                   using T = decltype(t);
-                   return typed<T>([=](GuxStream *s, int n, T *r) { return Gamma<T>(kAcc, s, n, r, (T)al, (T)sh, (T)sc); });
-                 }),
+    v.push_back({"Gamma " + std::to_string(al),
+                 both([=](GuxStream *s, int n, auto *r) { LAW_TYPE; return Gamma<T>(kAcc, s, n, r, (T)al, (T)sh, (T)sc); }),
                  [=](double y) { return y <= 0 ? 0 : gsl_cdf_gamma_P(y, al, 1); }, sh, sc, 0, inf});
   }
   for (int dof : {1, 2, 3, 4, 5, 7, 20000})
-    v.push_back({"ChiSquare " + std::to_string(dof), by_type([=](auto t) {
-                   using T = decltype(t);
-                   return typed<T>([=](GuxStream *s, int n, T *r) { return ChiSquare<T>(0, s, n, r, dof); });
-                 }),
+    v.push_back({"ChiSquare " + std::to_string(dof), both([=](GuxStream *s, int n, auto *r) { LAW_TYPE; return ChiSquare<T>(0, s, n, r, dof); }),
                  [=](double y) { return y <= 0 ? 0 : gsl_cdf_chisq_P(y, dof); }, 0, 1, 0, inf});
   // Beta: both below 1, one below and one above (either order), both above,
   // a shape of exactly 1, and each side of 1 closely; tiny and huge.
@@ -408,12 +399,11 @@ std::vector<Law> laws() {
   for (auto [p, q] : shapes) {
     const bool tiny = p < 0.1 || q < 0.1;
     const double sh = tiny ? 0 : a, sc = tiny ? 1 : b;
-    v.push_back({"Beta " + std::to_string(p) + "," + std::to_string(q), by_type([=](auto t) {
-                   using T = decltype(t);
-                   return typed<T>([=](GuxStream *s, int n, T *r) { return Beta<T>(kAcc, s, n, r, (T)p, (T)q, (T)sh, (T)sc); });
-                 }),
+    v.push_back({"Beta " + std::to_string(p) + "," + std::to_string(q),
+                 both([=](GuxStream *s, int n, auto *r) { LAW_TYPE; return Beta<T>(kAcc, s, n, r, (T)p, (T)q, (T)sh, (T)sc); }),
                  [=](double y) { return y <= 0 ? 0 : y >= 1 ? 1 : gsl_cdf_beta_P(y, p, q); }, sh, sc, 0, 1});
   }
+#undef LAW_TYPE
   return v;
 }
 
