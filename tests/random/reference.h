@@ -18,6 +18,7 @@ constexpr uint64_t kA59 = 302875106592253ull;
 constexpr double kScale31 = 4.6566128752457969e-10;  // 1/(2^31-1)
 constexpr double kScale59 = 1.734723475976807e-18;   // 2^-59
 constexpr double kScale32 = 2.3283064365386963e-10;  // 2^-32
+static_assert(kScale31 == 1.0 / 2147483647.0 && kScale59 == 0x1p-59 && kScale32 == 0x1p-32, "correctly rounded scales");
 
 inline uint64_t mulmod(uint64_t a, uint64_t b, uint64_t m) {
   return (uint64_t)((unsigned __int128)a * b % m);

@@ -3,7 +3,6 @@
 // against the exact law, the inversion rule recomputed from each variate's own
 // uniform, splits of a request, chunks as caches (deleted, foreign, saved and
 // loaded), then statuses and edge values with a scripted generator.
-#include <dlfcn.h>
 #include <gsl/gsl_cdf.h>
 #include <gtest/gtest.h>
 #include <string.h>
@@ -21,19 +20,11 @@
 
 namespace {
 
-using dist_test::next_d;
-using dist_test::Stream;
-
-float sln(float x) {  // sLn LA at one element, as the geometric entry calls it
-  static auto *t = (BexKernelTable *)dlsym(RTLD_DEFAULT, "qor_bex_kernel_sLn_ttab");
-  const unsigned old = _bexSetMode(0x140000);
-  ((void (*)(int, const float *, float *))t->kernel[0])(1, &x, &x);
-  _bexSetMode(old);
-  return x;
-}
+using namespace dist_test;
+float sln(float x) { return k1<float>("Ln", x); }  // sLn LA, as the geometric entry calls it
 
 // ---- the laws --------------------------------------------------------------------
-enum Entry { kBernoulli, kGeometric, kBinomial, kHyper, kNegbin };
+enum Entry { kBernoulli, kGeometric, kBinomial, kHyper, kNegbin, kUniform };
 // How a variate relates to its uniforms: recomputed from one float (Bernoulli,
 // geometric), the smallest k with u < F(k) for one double (inversion), or
 // nothing checkable one by one (rejection).
@@ -71,8 +62,9 @@ const Law kLaws[] = {
     {kNegbin, 0.01, 0.001, 0, kRejection, "gamma envelope, a 0.01"},
     {kNegbin, 2, 2.0 / 10737418.0, 0, kRejection, "a q/p 10737416"},
     {kNegbin, 2, 2.0 / 10737421.0, 0, kRejection, "huge mean, a q/p 10737419"},
-    {kNegbin, 0.5, 1e-8, 0, kRejection, "huge mean, a 0.5"}, {kNegbin, 3, 0.9999, 0, kInversion, "p near 1"}};
-const char *kNames[] = {"Bernoulli", "Geometric", "Binomial", "Hypergeometric", "Negbinomial"};
+    {kNegbin, 0.5, 1e-8, 0, kRejection, "huge mean, a 0.5"}, {kNegbin, 3, 0.9999, 0, kInversion, "p near 1"},
+    {kUniform, 3, 21, 0, kInversion, "on [3, 21)"}};
+const char *kNames[] = {"Bernoulli", "Geometric", "Binomial", "Hypergeometric", "Negbinomial", "Uniform"};
 
 int draw(const Law &w, GuxStream *s, int n, int32_t *r, int method = 0) {
   switch (w.entry) {
@@ -80,6 +72,7 @@ int draw(const Law &w, GuxStream *s, int n, int32_t *r, int method = 0) {
     case kGeometric: return _guxiRngGeometric(method, s, n, r, w.x);
     case kBinomial: return _guxiRngBinomial(method, s, n, r, (int)w.x, w.y);
     case kHyper: return _guxiRngHypergeometric(method, s, n, r, (int)w.x, (int)w.y, (int)w.z);
+    case kUniform: return _guxiRngUniform(method, s, n, r, (int)w.x, (int)w.y);
     default: return _guxiRngNegbinomial(method, s, n, r, w.x, w.y);
   }
 }
@@ -120,6 +113,7 @@ double cdf(const Law &w, double k) {
     case kBinomial: if (w.x > 1e6) return big_binomial_cdf(w.x, w.y, k);
       return w.y == 0 || K >= w.x ? 1 : w.y == 1 ? 0 : gsl_cdf_binomial_P(K, w.y, (unsigned)w.x);
     case kHyper: return gsl_cdf_hypergeometric_P(K, (unsigned)w.z, (unsigned)(w.x - w.z), (unsigned)w.y);
+    case kUniform: return std::min(1.0, std::max(0.0, (K - w.x + 1) / (w.y - w.x)));
     default: return gsl_cdf_negative_binomial_P(K, w.y, w.x);
   }
 }
@@ -128,9 +122,6 @@ std::string name(const Law &w) {
   snprintf(b, sizeof b, "%s(%g, %g, %g) %s", kNames[w.entry], w.x, w.y, w.z, w.branch);
   return b;
 }
-
-const struct Generator { const char *name; int id; uint32_t seed; } kGenerators[] = {
-    {"MCG31M1", GUX_BRNG_MCG31M1, 7}, {"MCG59", GUX_BRNG_MCG59, 12345}, {"MT19937", GUX_BRNG_MT19937, 5489}};
 
 // ---- chi-square ----------------------------------------------------------------------
 // Cells at the quantiles j/32 of the law (smallest k with F(k) >= j/32),
@@ -299,29 +290,6 @@ TEST(DiscreteDistributions, ChunksAreCaches) {
     }
   }
 }
-
-// ---- a scripted generator: chosen raw values and status ------------------------------------
-using dist_test::g_script;
-using dist_test::script_d;
-using dist_test::script_i;
-using dist_test::script_s;
-// The row is given back at the end of each test, so that tests of the
-// registry's row count see the table as built.
-struct Scripted {
-  int id = 0;
-  GuxStream *s = nullptr;
-  Scripted(std::vector<double> values, int status = 0) {
-    BrngProperties p{64, 1, 1, 4, 32, [](int, GuxStream *, int, const void *) { return 0; }, script_s, script_d, script_i};
-    id = __guxRegisterBrng(&p);
-    g_script.raw = values, g_script.pos = 0, g_script.status = status;
-    EXPECT_EQ(__guxNewStreamEx(&s, id, 1, nullptr), 0);
-  }
-  ~Scripted() {
-    __guxDeleteStream(&s);
-    const int row = (id >> 20) - 1;
-    if (row >= 0 && RegBrngCount == row + 1) __RegBrngsNew[row] = BrngProperties{}, BrngSubCounts[row] = 0, RegBrngCount = row;
-  }
-};
 
 int sentinel(BexErrorContext *) { return 1; }
 

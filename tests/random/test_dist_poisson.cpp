@@ -3,7 +3,6 @@
 // over entries x means x splits x generators; every method and range by
 // chi-square against the exact Poisson law; Multinomial marginals and
 // covariances; the set-up chunk as a cache; statuses and edges.
-#include <dlfcn.h>
 #include <gsl/gsl_cdf.h>
 #include <gsl/gsl_randist.h>
 #include <gtest/gtest.h>
@@ -17,32 +16,17 @@
 #include "qor/qor_bex.h"
 #include "qor/qor_random_brng.h"
 #include "qor/qor_random_dist.h"
+#include "random/dist_test_util.h"
 
 namespace {
 #include "random/distributions/poisson_normal_table.inc"
 
-struct Stream {
-  GuxStream *s = nullptr;
-  Stream(int id, uint32_t seed) { EXPECT_EQ(__guxNewStreamEx(&s, id, 1, &seed), 0); }
-  explicit Stream(const Stream &o) { EXPECT_EQ(__guxCopyStream(&s, o.s), 0); }
-  ~Stream() { __guxDeleteStream(&s); }
-};
-double next_d(GuxStream *s) { double u; _guxdRngUniform(0, s, 1, &u, 0, 1); return u; }
-float next_f(GuxStream *s) { float u; _guxsRngUniform(0, s, 1, &u, 0, 1); return u; }
-
-// A kernel at one element through slot `slot` of its table, under the bracket.
-template <class T> T kernel(const char *name, int slot, T x) {
-  auto *t = (BexKernelTable *)dlsym(RTLD_DEFAULT, (std::string("qor_bex_kernel_") + name + "_ttab").c_str());
-  const unsigned old = _bexSetMode(0x140000);
-  ((void (*)(int, const T *, T *))t->kernel[slot])(1, &x, &x);
-  _bexSetMode(old);
-  return x;
-}
+using namespace dist_test;
 
 // ---- plain recomputations ------------------------------------------------------
 // Method 0 below 27: the smallest k with u < F(k), F summed from exp(-lambda).
 int table_count(double lambda, double u) {
-  double p = kernel<double>("dExp", 1, -lambda), f = p;
+  double p = k1<double>("Exp", -lambda, 1), f = p;
   for (int k = 0;; ++k) {
     if (u < f) return k;
     p = p * lambda / (k + 1);
@@ -87,7 +71,7 @@ int32_t cubic_count(float z, const Factors &f) {
 }
 // Below mean 1: the first k of the float chain above u (11 past it).
 int32_t chain(double lam, float u) {
-  double p = kernel<double>("dExp", 1, -lam), s = p;
+  double p = k1<double>("Exp", -lam, 1), s = p;
   int k = 0;
   while (k < 11 && !(u < (float)s)) ++k, p = p * lam / k, s += p;
   return k;
@@ -105,7 +89,7 @@ int32_t normal_ref(GuxStream *s, double lam) {
 }
 int32_t vector_ref(GuxStream *s, double lam) {
   const float g = normal(s, 0, 1);
-  if (lam < 1) return chain(lam, 0.5f + 0.5f * kernel<float>("sErf", 0, g * 0x1.6a09e6p-1f));
+  if (lam < 1) return chain(lam, 0.5f + 0.5f * k1<float>("Erf", g * 0x1.6a09e6p-1f, 0));
   if (lam < 32) return exact_normal(lam, g);
   const Factors f = factors(lam);
   return cubic_count(g * f.b + f.a, f);
@@ -135,10 +119,7 @@ std::vector<Exact> exact_cases() {
                [](GuxStream *s, int pos) { return vector_ref(s, means[pos]); }});
   return v;
 }
-const struct Generator { const char *name; int id; uint32_t seed; } kGenerators[] = {
-    {"MCG31M1", GUX_BRNG_MCG31M1, 7}, {"MCG59", GUX_BRNG_MCG59, 12345}, {"MT19937", GUX_BRNG_MT19937, 5489}};
-const std::vector<std::vector<int>> kSplits = {
-    {2600}, {1, 1, 2598}, {3, 5, 7, 1023, 1, 1025, 536}, {1024, 1024, 552}, {0, 13, 0, 2587}};
+const std::vector<std::vector<int>> &kSplits = kSplits2600;
 
 TEST(PoissonDist, InversionPathsEveryMeanSplitAndGenerator) {
   for (const Exact &c : exact_cases())
@@ -372,21 +353,13 @@ TEST(PoissonDist, EdgesAndStatuses) {
   EXPECT_EQ(std::vector<int32_t>(r, r + 4), std::vector<int32_t>(4, 37));
   EXPECT_EQ(next_d(s.s), next_d(copy.s));
   // A failing generator: its status comes back from every entry and method.
-  BrngProperties fail{64, 1, 1, 4, 32, [](int, GuxStream *, int, const void *) { return 0; },
-                      [](GuxStream *, int, float *, float, float) { return -1121; },
-                      [](GuxStream *, int, double *, double, double) { return -1121; },
-                      [](GuxStream *, int, uint32_t *) { return -1121; }};
-  const int id = __guxRegisterBrng(&fail);
-  GuxStream *f = nullptr;
-  ASSERT_EQ(__guxNewStreamEx(&f, id, 1, nullptr), 0);
+  Scripted failing({0.5}, -1121);
+  GuxStream *f = failing.s;
   int32_t x[64];
   const double lam[64] = {3.0};
   for (double l : {0.5, 5.0, 50.0, 500.0}) EXPECT_EQ(_guxiRngPoisson(0, f, 64, x, l) + _guxiRngPoisson(1, f, 64, x, l), -2 * 1121);
   EXPECT_EQ(_guxiRngPoissonV(0, f, 64, x, lam), -1121);
   for (int ntrial : {3, 100}) EXPECT_EQ(_guxiRngMultinomial(0, f, 8, x, ntrial, 3, p), -1121);
-  __guxDeleteStream(&f);
-  const int row = (id >> 20) - 1;
-  if (row >= 0 && RegBrngCount == row + 1) __RegBrngsNew[row] = BrngProperties{}, BrngSubCounts[row] = 0, RegBrngCount = row;
 }
 
 }  // namespace
