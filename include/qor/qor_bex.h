@@ -78,6 +78,10 @@ QOR_API int qor_bex_kernel_ClearErrStatus(void);
 QOR_API BexErrorCallBack qor_bex_kernel_SetErrorCallBack(BexErrorCallBack cb);
 QOR_API BexErrorCallBack qor_bex_kernel_GetErrorCallBack(void);
 QOR_API BexErrorCallBack qor_bex_kernel_ClearErrorCallBack(void);
+/* The start of the caller's whole input array, when a front layer hands the
+ * kernels pieces of it: reported indices are then offset to name the element
+ * in the whole array. A thread's record does not clear it on creation, so a
+ * caller that reads indices from callbacks sets it (to NULL for none) first. */
 QOR_API const void *qor_bex_kernel_SetInterfInputVectorPointer(const void *p);
 QOR_API unsigned _bexSetMode(unsigned mode);
 QOR_API unsigned _bexGetMode(void);
