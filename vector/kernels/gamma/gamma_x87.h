@@ -19,12 +19,7 @@
 
 namespace qor::kernels::gamma {
 
-using ld = long double;
-using x87::x87_rint;
-using x87::x87_scale;
-using x87::x87_exp2m1;
-using x87::x87_log;
-using x87::x87_log1p;
+using namespace x87;  // ld and the instruction wrappers
 
 // ln x with full relative accuracy near 1 as well.
 inline ld log_ext(ld x) {
@@ -190,9 +185,13 @@ template <class T> inline bool is_zero_bits(T v) {
 }
 
 // Stores v narrowed once to T; true when that overflowed to an infinity.
+// Only a v beyond the largest finite T can round to an infinity: the common
+// case is settled by a register compare, without reading the store back.
 template <class T> inline bool narrow(ld v, T *r) {
   const T t = (T)v;
   *r = t;
+  constexpr T kMax = sizeof(T) == 8 ? (T)__DBL_MAX__ : (T)__FLT_MAX__;
+  if (__builtin_expect(!(v > kMax || v < -kMax), 1)) return false;
   const ld back = (ld)t;
   return back - back != 0;  // Inf - Inf is NaN; finite values give 0
 }
