@@ -123,13 +123,13 @@ def lg_round(coef):
     return [r80(c) for c in coef[:LG_WIDE]] + [mp.mpf(round_to(c, 53)) for c in coef[LG_WIDE:]]
 
 
-# ---- LGamma on [1, 64): 16 rows a binade, read by the top bits of the double
+# ---- LGamma on [1, 128): 16 rows a binade, read by the top bits of the double
 # (exponent and four significand bits), so that a row's half-width is at most
 # 1/32 of its distance from the poles. 12 terms about the row's middle; the
 # rows next to the zeros at 1 and 2 hold lgamma(x) / (x - z), so that the
 # result keeps its relative accuracy as it goes to zero. The float routine
-# stops at t^6; the generator checks that cut too.
-LG_BINADES = 6
+# stops at t^7; the generator checks that cut too.
+LG_BINADES = 7
 LG_PER_BINADE = 16
 LG_SHORT = 8
 LG_ZERO_ROWS = {0: 1, 15: 2, 16: 2}
@@ -159,13 +159,13 @@ def lgamma_rows():
     return rows, worst, worst_short
 
 
-# ---- Stirling's series for x >= 64: lgamma(x) = (x - 1/2) ln x - x +
+# ---- Stirling's series for x >= 128: lgamma(x) = (x - 1/2) ln x - x +
 # ln(2 pi)/2 + S(x), with S(x) = w P(w^2), w = 1/x, and P fitted on
-# [0, 1/64^2] (P(0) = 1/12, the first Bernoulli term). Its terms are below
-# 2^-9 of a result above 200, so double coefficients serve.
-STIRLING_FROM = 64
-STIRLING_TERMS = 4
-STIRLING_SHORT = 2
+# [0, 1/128^2] (P(0) = 1/12, the first Bernoulli term). Its terms are below
+# 2^-10 of a result above 480, so double coefficients serve.
+STIRLING_FROM = 128
+STIRLING_TERMS = 3
+STIRLING_SHORT = 1
 
 
 def stirling_fit(n):
@@ -325,7 +325,7 @@ def main():
     out.append("")
     st, w = stirling_fit(STIRLING_TERMS)
     sts, ws = stirling_fit(STIRLING_SHORT)
-    assert w < -64 and ws < -40, (w, ws)
+    assert w < -64 and ws < -39, (w, ws)
     out.append("// Stirling's series above %d: S(x) = w P(w^2), w = 1/x, P fitted on [0, %d^-2];" %
                (STIRLING_FROM, STIRLING_FROM))
     out.append("// error relative to lgamma 2^%.1f (%d terms), 2^%.1f (%d terms, the float routine)" %

@@ -37,12 +37,16 @@ template <bool Short = false> inline ld log_core(int e, unsigned row, ld m) {
   using namespace gamma_tables;
   const LogRow &t = kLogRows[row];
   const ld r = m * (ld)t.c - 1;
-  const ld k = (ld)(e + t.d);
   const ld r2 = r * r;
   // constants in double (fast loads); their rounding is far below 2^-66 here
   ld q;
   if constexpr (Short) q = (-0.5 + r * (1 / 3.0)) + r2 * -0.25;
   else q = (-0.5 + r * (1 / 3.0)) + r2 * ((-0.25 + r * 0.2) + r2 * (-(1 / 6.0) + r * (1 / 7.0)));
+  // k enters the x87 stack only now (tied to q): loaded earlier, it would be
+  // spilled to memory while the polynomial holds the registers
+  int ki = e + t.d;
+  __asm__("" : "+r"(ki) : "f"(q));
+  const ld k = (ld)ki;
   // k ln2hi + hi is exact (64 bits hold both); the small terms follow
   return (k * kLn2HiD + t.neg_log_hi) + ((k * kLn2LoD + t.neg_log_lo) + (r + r2 * q));
 }

@@ -1,7 +1,7 @@
 // LGamma, s and d: one scalar x87 routine serves all three tiers. ln|Gamma|
 // in extended precision, by intervals:
-//   x >= 64        Stirling's series, its tail S(x) = w P(w^2) fitted (4 terms);
-//   [1, 64)        16 fitted rows a binade of 12 terms, read by the top bits
+//   x >= 128       Stirling's series, its tail S(x) = w P(w^2) fitted (3 terms);
+//   [1, 128)       16 fitted rows a binade of 12 terms, read by the top bits
 //                  of x: a polynomial, no logarithm and no division; the rows
 //                  at the zeros 1 and 2 carry the factor (x - 1) or (x - 2),
 //                  so that the result keeps its relative accuracy near them;
@@ -24,7 +24,7 @@ using namespace qor::kernels::gamma;
 using namespace qor::kernels::gamma_tables;
 
 // Short = true for the float routine: rows through t^7, Stirling's tail in
-// two terms, ln through r^4 (errors near 2^-39 of the result), which keeps
+// one term, ln through r^4 (errors near 2^-39 of the result), which keeps
 // its result correctly rounded but for the rounding of the float.
 
 // The bits of x rounded to double: the row index of an extended value.
@@ -35,11 +35,8 @@ inline uint64_t double_bits(ld x) {
   return b;
 }
 
-// lgamma on [1, 64): the row of the top 16 bits of x as a double. Where x is
-// an extended value that rounds up into the next row, t lies a half ulp of the
-// double outside the row, which its polynomial covers all the same.
-template <bool Short> [[gnu::always_inline]] inline ld lgamma_rows(ld x, uint64_t bits) {
-  const unsigned i = (unsigned)(bits >> 48) - 0x3ff0u;
+// lgamma on [1, 128) by row i (16 b + q for [2^b (1 + q/16), 2^b (1 + (q+1)/16))).
+template <bool Short> [[gnu::always_inline]] inline ld lgamma_row(ld x, unsigned i) {
   const LGammaBinadeRow &row = kLGamma[i];
   const ld t = x - row.centre;
   const ld t2 = t * t;
@@ -51,16 +48,22 @@ template <bool Short> [[gnu::always_inline]] inline ld lgamma_rows(ld x, uint64_
   if (i > 16 || (i != 0 && i < 15)) return p;
   return p * (x - (i == 0 ? 1 : 2)) + 0;  // + 0: lgamma(1) = lgamma(2) = +0
 }
+// The row of x in [1, 128) from the top 16 bits of x as a double. Where x is
+// an extended value that rounds up into the next row, t lies a half ulp of the
+// double outside the row, which its polynomial covers all the same.
+inline unsigned row_of(uint64_t bits) { return (unsigned)(bits >> 48) - 0x3ff0u; }
 
-// Stirling's series for x >= 64: the tail S(x) first, then the sum with
+// Stirling's series for x >= 128: the tail S(x) first, then the sum with
 // ln x (in this order the x87 stack holds the live values without a spill).
 template <bool Short> [[gnu::always_inline]] inline ld stirling_tail(ld x) {
   const ld w = 1 / x, w2 = w * w;
-  if constexpr (Short) return w * (kStirlingShort[0] + w2 * kStirlingShort[1]);
-  else return w * ((kStirling[0] + w2 * kStirling[1]) + (w2 * w2) * (kStirling[2] + w2 * kStirling[3]));
+  if constexpr (Short) return w * kStirlingShort[0];
+  else return w * (kStirling[0] + w2 * (kStirling[1] + w2 * kStirling[2]));
 }
 [[gnu::always_inline]] inline ld stirling_sum(ld x, ld lnx, ld s) {
-  return (x - 0.5) * lnx - x + (kHalfLn2PiHi + (kHalfLn2PiLo + s));
+  // (x - 1/2) ln x - x as x (ln x - 1) - ln x / 2: ln x - 1 is exact (ln x > 4),
+  // and the halving too
+  return (x * (lnx - 1) - lnx * 0.5) + (kHalfLn2PiHi + (kHalfLn2PiLo + s));
 }
 
 // lgamma(y) for an extended y >= 1 (below overflow).
@@ -70,7 +73,7 @@ template <bool Short> ld lgamma_pos(ld y) {
     const ld s = stirling_tail<Short>(y);
     return stirling_sum(y, log_table<Short>(y), s);
   }
-  return lgamma_rows<Short>(y, bits);
+  return lgamma_row<Short>(y, row_of(bits));
 }
 
 // ln|Gamma(x)| for finite x, not zero nor a negative integer, below overflow;
@@ -81,15 +84,21 @@ template <bool Short> ld lgamma_ext(ld x, bool negative, uint64_t mag) {
       const ld s = stirling_tail<Short>(x);
       return stirling_sum(x, log_bits<Short>(mag), s);
     }
-    if (mag >= 0x3ff0000000000000ull) return lgamma_rows<Short>(x, mag);
-    return lgamma_pos<Short>(x + 1) - log_table<Short>(x);
+    if (mag >= 0x3ff0000000000000ull) return lgamma_row<Short>(x, row_of(mag));
+    // (0, 1): lgamma(x + 1) - ln x, the row of x + 1 being floor(16 x), by
+    // integer shifts of x's significand (0 below 1/16 and for denormals)
+    const int shift = 48 - ((int)(mag >> 52) - 1023);
+    const uint64_t sig = (mag & 0x000fffffffffffffull) | 0x0010000000000000ull;
+    const unsigned i = shift < 64 ? (unsigned)(sig >> shift) : 0;
+    const ld lnx = mag >= 0x0010000000000000ull ? log_bits<Short>(mag) : log_table<Short>(x);
+    return lgamma_row<Short>(x + 1, i) - lnx;
   }
   if (x > -32) {
     const ld fl = x87_floor(x);
     const int n = 2 - (int)fl;
     const ld p = rising_product(x, n);
     const ld y = x + n;  // in [2, 3)
-    return lgamma_rows<Short>(y, double_bits(y)) - log_table<Short>(p < 0 ? -p : p);
+    return lgamma_row<Short>(y, row_of(double_bits(y))) - log_table<Short>(p < 0 ? -p : p);
   }
   const ld f = x - x87_rint(x);  // exact, |f| <= 1/2
   const ld s = x87_sin(kPi * (f < 0 ? -f : f));
@@ -140,8 +149,8 @@ QOR_INTERVAL(dLGamma, 1.9, 2.1, 5000)                  // the zero at 2
 QOR_INTERVAL(dLGamma, 2.5599833278516e305, 2.5599833278517e305, 1000)  // overflow bound
 QOR_INTERVAL(dLGamma, -2.8, -2.3, 5000)                // the zeros near -2.46 and -2.75
 QOR_INTERVAL(dLGamma, -1e15, -30.0, 5000)
-QOR_INTERVAL(dLGamma, 62.0, 66.0, 5000)                // the seam of the rows and the series at 64
-QOR_INTERVAL(dLGamma, -66.0, -62.0, 5000)              // the same seam in 1 - x
+QOR_INTERVAL(dLGamma, 126.0, 130.0, 5000)              // the seam of the rows and the series at 128
+QOR_INTERVAL(dLGamma, -130.0, -126.0, 5000)              // the same seam in 1 - x
 
 QOR_ACCURACY(sLGamma, LA, ULP, 4.0)
 QOR_ACCURACY(sLGamma, HA, ULP, 1.0)
@@ -155,8 +164,8 @@ QOR_INTERVAL(sLGamma, 1.9, 2.1, 5000)
 QOR_INTERVAL(sLGamma, 4.0e36, 4.2e36, 1000)  // the float overflow bound
 QOR_INTERVAL(sLGamma, -2.8, -2.3, 5000)
 QOR_INTERVAL(sLGamma, -1e7, -30.0, 5000)
-QOR_INTERVAL(sLGamma, 62.0, 66.0, 5000)
-QOR_INTERVAL(sLGamma, -66.0, -62.0, 5000)
+QOR_INTERVAL(sLGamma, 126.0, 130.0, 5000)
+QOR_INTERVAL(sLGamma, -130.0, -126.0, 5000)
 
 }  // namespace
 }  // namespace qor::kernels
