@@ -112,56 +112,74 @@ def emit_rows(name, rows, comment):
     out.append("")
 
 
-# ---- LGamma on [1, 3): 32 rows of 1/16, 12 terms each. The rows next to the
-# zeros at 1 and 2 hold lgamma(z + t) / t in t = x - z, so that the result
-# keeps its relative accuracy as it goes to zero.
-LG_TERMS = 12
-LG_ROWS = 32
-ZERO_ROWS = {0: 1, 15: 2, 16: 2}
-
-
 # The first three coefficients of a row are held in extended precision, the
-# others (whose terms are below 2^-15 of the value, |t| <= 1/32) in double.
+# others (whose terms are below 2^-15 of the value, |t| <= 1/32 of the
+# distance to the nearest pole) in double.
 LG_WIDE = 3
+LG_TERMS = 12
 
 
 def lg_round(coef):
     return [r80(c) for c in coef[:LG_WIDE]] + [mp.mpf(round_to(c, 53)) for c in coef[LG_WIDE:]]
 
 
+# ---- LGamma on [1, 128): 16 rows a binade, read by the top bits of the double
+# (exponent and four significand bits), so that a row's half-width is at most
+# 1/32 of its distance from the poles. 12 terms about the row's middle; the
+# rows next to the zeros at 1 and 2 hold lgamma(x) / (x - z), so that the
+# result keeps its relative accuracy as it goes to zero. The float routine
+# stops at t^7; the generator checks that cut too.
+LG_BINADES = 7
+LG_PER_BINADE = 16
+LG_SHORT = 8
+LG_ZERO_ROWS = {0: 1, 15: 2, 16: 2}
+
+
 def lgamma_rows():
-    rows, centres, worst = [], [], -999.0
-    for i in range(LG_ROWS):
-        a = 1 + mp.mpf(i) / 16
-        b = a + mp.mpf(1) / 16
-        if i in ZERO_ROWS:
-            z = ZERO_ROWS[i]
-            g = lambda x, z=z: mp.loggamma(x) / (x - z) if x != z else mp.diff(mp.loggamma, z)
-            coef = fit_about(g, a, b, mp.mpf(z), LG_TERMS - 1)
-            centre = mp.mpf(z)
-            rc = lg_round(coef)
-            approx = lambda x: horner(rc, x - z) * (x - z)
-        else:
-            centre = (a + b) / 2
-            coef = fit_about(mp.loggamma, a, b, centre, LG_TERMS - 1)
-            rc = lg_round(coef)
-            approx = lambda x, c=centre: horner(rc, x - c)
-        e = rel_err(lambda x: mp.loggamma(x), approx, a + mp.mpf(1) / 2**40, b - mp.mpf(1) / 2**40, 60)
-        worst = max(worst, log2_of(e))
-        rows.append(rc)
-        centres.append(centre)
-    assert worst < -61, worst
-    return rows, centres, worst
+    rows, worst, worst_short = [], -999.0, -999.0
+    for b in range(LG_BINADES):
+        for q in range(LG_PER_BINADE):
+            i = b * LG_PER_BINADE + q
+            a = mp.mpf(2) ** b * (1 + mp.mpf(q) / LG_PER_BINADE)
+            e = a + mp.mpf(2) ** b / LG_PER_BINADE
+            c = (a + e) / 2
+            z = LG_ZERO_ROWS.get(i)
+            if z is None:
+                g = mp.loggamma
+            else:
+                g = lambda x, z=z: mp.loggamma(x) / (x - z) if x != z else mp.diff(mp.loggamma, z)
+            rc = lg_round(fit_about(g, a, e, c, LG_TERMS - 1))
+            f = (lambda x: 1) if z is None else (lambda x, z=z: x - z)
+            approx = lambda x, n: horner(rc[:n], x - c) * f(x)
+            lo, hi = a + mp.mpf(1) / 2**40, e - mp.mpf(1) / 2**40
+            worst = max(worst, log2_of(rel_err(mp.loggamma, lambda x: approx(x, LG_TERMS), lo, hi, 60)))
+            worst_short = max(worst_short, log2_of(rel_err(mp.loggamma, lambda x: approx(x, LG_SHORT), lo, hi, 20)))
+            rows.append((rc, c))
+    assert worst < -62 and worst_short < -38, (worst, worst_short)
+    return rows, worst, worst_short
 
 
-# ---- Stirling's series for x >= 12: B_2k / (2k (2k - 1)) in powers of 1/x^2.
-STIRLING_TERMS = 10
+# ---- Stirling's series for x >= 128: lgamma(x) = (x - 1/2) ln x - x +
+# ln(2 pi)/2 + S(x), with S(x) = w P(w^2), w = 1/x, and P fitted on
+# [0, 1/128^2] (P(0) = 1/12, the first Bernoulli term). Its terms are below
+# 2^-10 of a result above 480, so double coefficients serve.
+STIRLING_FROM = 128
+STIRLING_TERMS = 3
+STIRLING_SHORT = 1
 
 
-def stirling():
-    c = [mp.bernoulli(2 * k) / (2 * k * (2 * k - 1)) for k in range(1, STIRLING_TERMS + 1)]
-    assert c[0] == mp.mpf(1) / 12 and c[1] == mp.mpf(-1) / 360
-    return c
+def stirling_fit(n):
+    def g(u):
+        x = 1 / mp.sqrt(u)
+        return (mp.loggamma(x) - ((x - mp.mpf(1) / 2) * mp.log(x) - x + mp.log(2 * mp.pi) / 2)) * x
+    umax = mp.mpf(1) / STIRLING_FROM**2
+    rc = [mp.mpf(round_to(v, 53)) for v in fit_about(g, mp.mpf(0), umax, mp.mpf(0), n - 1)]
+    worst = mp.mpf(0)
+    for k in range(1, 41):  # the error of S relative to lgamma(x)
+        u = umax * k / 40
+        x = 1 / mp.sqrt(u)
+        worst = max(worst, abs((horner(rc, u) - g(u)) / x / mp.loggamma(x)))
+    return rc, log2_of(worst)
 
 
 # ---- Gamma on [2, 3): 16 rows of 1/16, 12 terms.
@@ -281,33 +299,41 @@ def main():
             "#ifndef QOR_GAMMA_TABLES_INC", "#define QOR_GAMMA_TABLES_INC", "",
             "namespace qor::kernels::gamma_tables {", ""]
     out.extend(head)
-    rows, centres, w = lgamma_rows()
-    out.append("// lgamma on [1 + i/16, 1 + (i+1)/16) in t = x - kLGammaCentre[i]; rows 0, 15, 16 "
-               "hold lgamma(x)/t about the zero (max rel. error 2^%.1f):" % w)
+    rows, w, ws = lgamma_rows()
+    out.append("// lgamma on [2^b (1 + q/16), 2^b (1 + (q+1)/16)), row 16 b + q, b = 0..%d, in t = x - centre;" %
+               (LG_BINADES - 1))
+    out.append("// rows %s hold lgamma(x) / (x - z) for the zero z at their edge (max rel. error 2^%.1f; %d terms 2^%.1f)" %
+               (", ".join(str(i) for i in sorted(LG_ZERO_ROWS)), w, LG_SHORT, ws))
     out.append("// the first %d coefficients in extended precision, the rest in double" % LG_WIDE)
     out.append("struct LGammaRow {")
     out.append("  long double wide[%d];" % LG_WIDE)
     out.append("  double rest[%d];" % (LG_TERMS - LG_WIDE))
     out.append("};")
-    out.append("alignas(16) constexpr LGammaRow kLGamma[%d] = {" % LG_ROWS)
-    for row in rows:
-        out.append("    {{" + ", ".join(lit80(c) for c in row[:LG_WIDE]) + "}, {" +
-                   ", ".join(lit64(float(c)) for c in row[LG_WIDE:]) + "}},")
+    out.append("struct LGammaBinadeRow {")
+    out.append("  LGammaRow p;")
+    out.append("  double centre;")
     out.append("};")
+    out.append("alignas(64) constexpr LGammaBinadeRow kLGamma[%d] = {" % len(rows))
+    for row, c in rows:
+        assert round_to(c, 53) == c
+        out.append("    {{{" + ", ".join(lit80(v) for v in row[:LG_WIDE]) + "}, {" +
+                   ", ".join(lit64(float(v)) for v in row[LG_WIDE:]) + "}}, " + lit64(float(c)) + "},")
+    out.append("};")
+    out.append("constexpr unsigned kLGammaRowsEnd = 0x%x;  // top 16 bits of %d.0: the rows end, the series begins" %
+               ((0x3ff + LG_BINADES) << 4, STIRLING_FROM))
+    assert STIRLING_FROM == 2**LG_BINADES
     out.append("")
-    assert all(round_to(c, 53) == c for c in centres)  # multiples of 1/32
-    out.append("constexpr double kLGammaCentre[%d] = {" % LG_ROWS)
-    out.append("    " + ", ".join(lit64(float(c)) for c in centres) + "};")
-    out.append("constexpr unsigned kLGammaZeroRows = 0x%x;  // rows multiplied by t" %
-               sum(1 << i for i in ZERO_ROWS))
-    out.append("")
-    st = stirling()
-    # The series' sum is below 1/(12 x) <= 1/144 of a result above 17: its
-    # terms in double precision are enough (and load faster on the x87 unit).
-    out.append("// Stirling's series: B_2k / (2k (2k-1)), k = 1..%d (1/12, -1/360, 1/1260, ...), in double" %
-               STIRLING_TERMS)
+    st, w = stirling_fit(STIRLING_TERMS)
+    sts, ws = stirling_fit(STIRLING_SHORT)
+    assert w < -64 and ws < -39, (w, ws)
+    out.append("// Stirling's series above %d: S(x) = w P(w^2), w = 1/x, P fitted on [0, %d^-2];" %
+               (STIRLING_FROM, STIRLING_FROM))
+    out.append("// error relative to lgamma 2^%.1f (%d terms), 2^%.1f (%d terms, the float routine)" %
+               (w, STIRLING_TERMS, ws, STIRLING_SHORT))
     out.append("constexpr double kStirling[%d] = {" % STIRLING_TERMS)
-    out.append("    " + ", ".join(lit64(round_to(c, 53)) for c in st) + "};")
+    out.append("    " + ", ".join(lit64(float(c)) for c in st) + "};")
+    out.append("constexpr double kStirlingShort[%d] = {" % STIRLING_SHORT)
+    out.append("    " + ", ".join(lit64(float(c)) for c in sts) + "};")
     hl = mp.log(2 * mp.pi) / 2
     out.append("constexpr double kHalfLn2PiHi = %s, kHalfLn2PiLo = %s;  // ln(2 pi) / 2 in two parts" %
                (lit64(round_to(hl, 53)), lit64(round_to(hl - round_to(hl, 53), 53))))

@@ -19,12 +19,7 @@
 
 namespace qor::kernels::gamma {
 
-using ld = long double;
-using x87::x87_rint;
-using x87::x87_scale;
-using x87::x87_exp2m1;
-using x87::x87_log;
-using x87::x87_log1p;
+using namespace x87;  // ld and the instruction wrappers
 
 // ln x with full relative accuracy near 1 as well.
 inline ld log_ext(ld x) {
@@ -42,12 +37,16 @@ template <bool Short = false> inline ld log_core(int e, unsigned row, ld m) {
   using namespace gamma_tables;
   const LogRow &t = kLogRows[row];
   const ld r = m * (ld)t.c - 1;
-  const ld k = (ld)(e + t.d);
   const ld r2 = r * r;
   // constants in double (fast loads); their rounding is far below 2^-66 here
   ld q;
   if constexpr (Short) q = (-0.5 + r * (1 / 3.0)) + r2 * -0.25;
   else q = (-0.5 + r * (1 / 3.0)) + r2 * ((-0.25 + r * 0.2) + r2 * (-(1 / 6.0) + r * (1 / 7.0)));
+  // k enters the x87 stack only now (tied to q): loaded earlier, it would be
+  // spilled to memory while the polynomial holds the registers
+  int ki = e + t.d;
+  __asm__("" : "+r"(ki) : "f"(q));
+  const ld k = (ld)ki;
   // k ln2hi + hi is exact (64 bits hold both); the small terms follow
   return (k * kLn2HiD + t.neg_log_hi) + ((k * kLn2LoD + t.neg_log_lo) + (r + r2 * q));
 }
@@ -190,9 +189,13 @@ template <class T> inline bool is_zero_bits(T v) {
 }
 
 // Stores v narrowed once to T; true when that overflowed to an infinity.
+// Only a v beyond the largest finite T can round to an infinity: the common
+// case is settled by a register compare, without reading the store back.
 template <class T> inline bool narrow(ld v, T *r) {
   const T t = (T)v;
   *r = t;
+  constexpr T kMax = sizeof(T) == 8 ? (T)__DBL_MAX__ : (T)__FLT_MAX__;
+  if (__builtin_expect(!(v > kMax || v < -kMax), 1)) return false;
   const ld back = (ld)t;
   return back - back != 0;  // Inf - Inf is NaN; finite values give 0
 }

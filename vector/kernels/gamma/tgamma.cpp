@@ -1,6 +1,7 @@
 // TGamma, s and d: one scalar x87 routine serves all three tiers. Gamma(y)
 // on [2, 3) from 16 fitted rows of 12 terms, then the recurrence in extended
-// precision: multiplied by y (y+1) ... (x-1) above 3, divided by
+// precision: multiplied by y (y+1) ... (x-1) above 3 (y = x - floor(x) + 2,
+// the row and its centre taken from x's bits), divided by
 // x (x+1) ... (y-1) below 2 (negative x included). Each factor is exact or
 // rounded once to 64 bits, so even the 187 factors at -185 keep the result
 // within 2^-56; the long double range holds every intermediate value, and the
@@ -14,23 +15,36 @@ namespace {
 using namespace qor::kernels::gamma;
 using namespace qor::kernels::gamma_tables;
 
-// Gamma on [2, 3), about the middle of the row.
-ld tgamma_row(ld y) {
-  int i = (int)((y - 2) * 16);
-  i = i < 0 ? 0 : i > 15 ? 15 : i;
-  const ld t = y - (2 + (2 * i + 1) / 32.0), t2 = t * t;
+// Gamma on [2, 3) by row i, in t = y - (2 + (2i + 1)/32).
+[[gnu::always_inline]] inline ld tgamma_poly(unsigned i, ld t) {
   const LGammaRow &row = kTGamma[i];
+  const ld t2 = t * t;
   return row.wide[0] + (t * row.wide[1] + t2 * (row.wide[2] + t * estrin(row.rest, t)));
 }
+// Gamma on [2, 3) for an extended y.
+[[gnu::always_inline]] inline ld tgamma_row(ld y) {
+  int i = (int)((y - 2) * 16);
+  i = i < 0 ? 0 : i > 15 ? 15 : i;
+  return tgamma_poly((unsigned)i, y - (2 + (2 * i + 1) / 32.0));
+}
 
-// Gamma(x) for finite x in (-185, 172), not zero nor a negative integer.
-ld tgamma_ext(ld x) {
-  if (x >= 3) {
-    const int n = (int)x - 2;  // truncation (fisttp): the floor for positive x
-    const ld y = x - n;
-    return tgamma_row(y) * rising_product(y, n);
+// Gamma(x) for finite x in (-185, 172), not zero nor a negative integer;
+// `mag` are the bits of |x| as a double.
+ld tgamma_ext(ld x, bool negative, uint64_t mag) {
+  if (!negative && mag >= 0x4000000000000000ull) {
+    // x >= 2: floor(x), the row (the four bits of x below the units) and
+    // the row's centre moved by floor(x) - 2 (x cut to sixteenths, plus
+    // 1/32) from x's bits, with no conversion on the x87 unit
+    const int below = 52 - ((int)(mag >> 52) - 1023);  // bits below the units
+    const uint64_t sig = (mag & 0x000fffffffffffffull) | 0x0010000000000000ull;
+    const int fl = (int)(sig >> below);
+    const uint64_t cbits = (mag & ~((1ull << (below - 4)) - 1)) | (1ull << (below - 5));
+    double c;
+    memcpy(&c, &cbits, 8);
+    const ld g = tgamma_poly((unsigned)(sig >> (below - 4)) & 15, x - c);
+    if (fl == 2) return g;
+    return g * rising_product(x - (fl - 2), fl - 2);
   }
-  if (x >= 2) return tgamma_row(x);
   const int n = 2 - (int)x87_floor(x);
   return tgamma_row(x + n) / rising_product(x, n);
 }
@@ -70,7 +84,7 @@ template <class T> int tgamma_scalar(const T *a, T *r) {
       return 0;
     }
   }
-  return narrow(tgamma_ext(in.x), r) ? 3 : 0;
+  return narrow(tgamma_ext(in.x, in.negative, in.mag), r) ? 3 : 0;
 }
 
 int stgamma_scalar(const float *a, float *r) { return tgamma_scalar(a, r); }
