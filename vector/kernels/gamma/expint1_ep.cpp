@@ -1,16 +1,24 @@
-// ExpInt1 EP, s and d: a branch-free vector formula in double (the float
-// kernel widens its lanes), both branches computed and one selected:
+// ExpInt1 EP, s and d: branch-free vector formulas, both branches computed
+// and one selected per lane.
+// d, in double:
 //   x <= 1   E1 = (x P(x) - gamma) - ln x, P of 9 terms; ln x from the
 //            exponent (biased by 1023 or 1022, so that the mantissa m lies in
 //            [sqrt(1/2), sqrt(2))) and the series of ln m in s = (m-1)/(m+1);
 //   x > 1    E1 = e^-x g(x) / x, g = x e^x E1(x) from a 7-term row of its
 //            quarter binade, e^-x from a two-part ln 2 and a degree-8 Taylor
 //            polynomial, scaled by 2^k through the exponent field.
+// s, in float (a 2^-11 result leaves the float lanes bits to spare):
+//   x <= 1   E1 = Q(x) - ln x, Q = E1 + ln x of degree 4 in x - 1, and ln x
+//            as above with ln m = s (L0 + L1 s^2);
+//   x > 1    E1 = 2^-y N(x) / (x D(x)), y = x log2(e), with N / D a ratio of
+//            monic quadratics fitted to x e^x E1(x), 2^-y = 2^k 2^f by a
+//            degree-4 polynomial in f and k added to the exponent field.
 // Lanes outside the normal positive range, or above 700 (d) / 80 (s), where
 // the result would leave the normal range, go to the extended-precision
 // routine of LA and HA, which also reports the statuses.
 #include "vector/dispatch/accuracy.h"
 #include "vector/kernels/gamma/expint1_common.h"
+#include "vector/kernels/gamma/expint_tables.inc"
 
 namespace qor::kernels {
 namespace {
@@ -83,6 +91,38 @@ struct DExpInt1EP {
 };
 QOR_ACCURACY(dExpInt1, EP, BITS, 26)
 
+// The float branches (coefficients in expint_tables.inc, lowest term first).
+namespace sfloat {
+using namespace qor::kernels::expint_tables;
+constexpr float kShifter = 12582912.0f;  // 1.5 * 2^23: rint into the low bits
+
+// 0 < x <= 1: E1 = Q(x) - ln x, Q in t = x - 1 (so that E1(1) is exact to
+// the float); ln x = k ln 2 + ln m with m = x / 2^k in [sqrt(1/2), sqrt(2)).
+inline vf4 small(vf4 x) {
+  const vu4 b = as<vu4>(x);
+  const vi4 e = as<vi4>(b - 0x3f3504f3u) >> 23;
+  const vf4 m = as<vf4>(b - (as<vu4>(e) << 23));
+  const vf4 s = (m - 1.0f) / (m + 1.0f);
+  const vf4 lnx = __builtin_convertvector(e, vf4) * kE1Ln2 + s * (kE1LogL[0] + s * s * kE1LogL[1]);
+  const vf4 t = x - 1.0f;
+  const vf4 q = kE1SmallQ[0] + t * (kE1SmallQ[1] + t * (kE1SmallQ[2] + t * (kE1SmallQ[3] + t * kE1SmallQ[4])));
+  return q - lnx;
+}
+
+// 1 < x <= 80: 2^-y with y = x log2(e) = k + f, |f| <= 1/2; the result stays
+// normal, so k goes straight into the exponent field.
+inline vf4 large(vf4 x) {
+  const vf4 y = x * -kE1Log2e;
+  const vf4 t = y + kShifter;
+  const vf4 f = y - (t - kShifter);
+  const vf4 p = kE1Exp2[0] + f * (kE1Exp2[1] + f * (kE1Exp2[2] + f * (kE1Exp2[3] + f * kE1Exp2[4])));
+  const vf4 n = (x + kE1LargeN[1]) * x + kE1LargeN[0];
+  const vf4 d = ((x + kE1LargeD[1]) * x + kE1LargeD[0]) * x;
+  const vf4 r = p * n / d;
+  return as<vf4>(as<vu4>(r) + (as<vu4>(t) << 23));
+}
+}  // namespace sfloat
+
 struct SExpInt1EP {
   using T = float;
   static constexpr int kIn = 1, kOut = 1, kBlock = 16;
@@ -91,7 +131,7 @@ struct SExpInt1EP {
   static vf4 lanes(vf4 x, vi4 &bad) {
     const vi4 b = as<vi4>(x);
     bad = (b > 0x42a00000) | (b < 0x00800000);  // above 80, or not a positive normal
-    return narrow(e1_lanes(low_pair(x)), e1_lanes(high_pair(x)));
+    return select(x <= 1.0f, sfloat::small(x), sfloat::large(x));
   }
   static int scalar(const float *a, float *r) {
     qor::bex::fpenv::X87ExtendedScope x87;
@@ -99,6 +139,9 @@ struct SExpInt1EP {
   }
 };
 QOR_ACCURACY(sExpInt1, EP, BITS, 11)
+QOR_INTERVAL(sExpInt1, 0.98, 1.02, 20000)        // the seam of the two branches
+QOR_INTERVAL(sExpInt1, 0.69, 0.72, 20000)        // ln: m = x / 2^k wraps at sqrt(1/2)
+QOR_INTERVAL(sExpInt1, 1.0, 80.0, 200000)        // the large branch up to the flagged lanes
 
 }  // namespace
 }  // namespace qor::kernels
