@@ -64,7 +64,7 @@ int main(int argc, char **argv) {
                             {"SLEEF tgammad2_u10sse4", kAll, over_m128d(Sleef_tgammad2_u10sse4)},
                             {"GSL sf_gamma", kEP, scalar_loop<double>(gsl_sf_gamma)}});
   run_expint1<double>(ds[2], {{"Boost expint(1, x)", kLow, scalar_loop<double>(boost_e1)},
-                              {"GSL sf_expint_E1", kLow, scalar_loop<double>(gsl_sf_expint_E1)}});
+                              {"GSL sf_expint_E1", kEP, scalar_loop<double>(gsl_sf_expint_E1)}});
 
   if (!g_paired) print_costs(fs, ds, _bexsExp_21);
   return 0;
