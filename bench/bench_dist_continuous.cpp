@@ -29,35 +29,17 @@ double rate(const std::function<void()> &fill) { return dist_bench::wall_rate(kN
 std::vector<double> d(kN);
 std::vector<float> s(kN);
 
-struct Peer {
-  std::string name;
-  double rate;
-};
-
-void row(const std::string &entry, double ours_mt, double ours_mcg59, const std::vector<Peer> &peers) {
-  const Peer *best = nullptr;
-  for (const Peer &p : peers)
-    if (p.rate > 0 && (!best || p.rate > best->rate)) best = &p;
-  printf("%-24s %8.1f %8.1f", entry.c_str(), ours_mt / 1e6, ours_mcg59 / 1e6);
-  for (const Peer &p : peers)
-    if (p.rate > 0) printf("  %s %.1f", p.name.c_str(), p.rate / 1e6);
-  if (best) printf("  | x%.2f vs %s", std::max(ours_mt, ours_mcg59) / best->rate, best->name.c_str());
-  printf("\n");
-}
+using dist_bench::Peer;
+constexpr dist_bench::Table kTable{24, 8};
 
 }  // namespace
 
 int main() {
   const std::map<std::string, double> np = dist_bench::numpy_figures("dist_continuous_numpy.py");
-  auto numpy = [&](const std::string &key) {
-    return Peer{"numpy", dist_bench::numpy_best(np, key)};
-  };
+  auto numpy = [&](const std::string &key) { return dist_bench::numpy_peer(np, key); };
   std::mt19937_64 eng(12345);
   gsl_rng *gr = gsl_rng_alloc(gsl_rng_mt19937);
-  GuxStream *mt, *mcg;
-  uint32_t seed = 12345;
-  __guxNewStreamEx(&mt, GUX_BRNG_MT19937, 1, &seed);
-  __guxNewStreamEx(&mcg, GUX_BRNG_MCG59, 1, &seed);
+  const dist_bench::Streams st;
 
   // One law: our d and s forms on both streams, and the peers (double; the
   // float rows repeat the double peers, numpy's float figure where it has one).
@@ -65,10 +47,10 @@ int main() {
   auto law = [&](const std::string &name, const Ours &ours, const std::vector<Peer> &peers,
                  const Peer &numpy_float = {"numpy", 0}) {
     for (bool dbl : {true, false}) {
-      const double a = rate([&] { ours(mt, dbl); }), b = rate([&] { ours(mcg, dbl); });
+      const double a = rate([&] { ours(st.mt, dbl); }), b = rate([&] { ours(st.mcg, dbl); });
       std::vector<Peer> p = peers;
       if (!dbl && numpy_float.rate > 0) p[0] = numpy_float;
-      row((dbl ? "d" : "s") + name, a, b, p);
+      kTable.row((dbl ? "d" : "s") + name, a, b, p);
     }
   };
   auto std_rate = [&](auto dist) {
@@ -82,8 +64,7 @@ int main() {
     });
   };
 
-  printf("millions of variates per second, n = 10^6\n");
-  printf("%-24s %8s %8s  peers (std: <random> on mt19937_64, gsl: gsl_rng_mt19937)\n", "entry", "qor MT", "qor MCG59");
+  kTable.heading();
   const double A = 1.25, B = 0.75;
   law("Cauchy", [&](GuxStream *st, bool dbl) {
         dbl ? _guxdRngCauchy(0, st, kN, d.data(), A, B) : _guxsRngCauchy(0, st, kN, s.data(), A, B);
@@ -143,7 +124,5 @@ int main() {
   volatile double sink = d[1] + s[1];
   (void)sink;
   gsl_rng_free(gr);
-  __guxDeleteStream(&mt);
-  __guxDeleteStream(&mcg);
   return 0;
 }

@@ -108,16 +108,13 @@ int main() {
 
   std::mt19937_64 eng(12345);
   gsl_rng *gr = gsl_rng_alloc(gsl_rng_mt19937);
-  GuxStream *mt, *mcg;
-  uint32_t seed = 12345;
-  __guxNewStreamEx(&mt, GUX_BRNG_MT19937, 1, &seed);
-  __guxNewStreamEx(&mcg, GUX_BRNG_MCG59, 1, &seed);
+  const dist_bench::Streams st;
 
   setvbuf(stdout, nullptr, _IOLBF, 0);
   printf("millions of variates per second, n = 10^6\n");
   printf("%-30s %8s %8s %8s %8s %8s  best peer\n", "entry", "qor MT", "qor MCG59", "gsl", "std", "numpy");
   for (const Case &c : cases) {
-    const double ours_mt = rate([&] { c.ours(mt); }), ours_mcg = rate([&] { c.ours(mcg); });
+    const double ours_mt = rate([&] { c.ours(st.mt); }), ours_mcg = rate([&] { c.ours(st.mcg); });
     const double gsl = rate([&] { c.gsl(gr); }, c.gsl_count);
     const double std_lib = c.std_lib ? rate([&] { c.std_lib(eng); }) : 0;
     const double numpy = dist_bench::numpy_best(np, c.numpy_key);
@@ -127,7 +124,5 @@ int main() {
            std_lib / 1e6, numpy / 1e6, std::max(ours_mt, ours_mcg) / best, who);
   }
   gsl_rng_free(gr);
-  __guxDeleteStream(&mt);
-  __guxDeleteStream(&mcg);
   return 0;
 }

@@ -13,7 +13,6 @@
 #include <string.h>
 
 #include <algorithm>
-#include <chrono>
 #include <functional>
 #include <map>
 #include <random>
@@ -36,43 +35,26 @@ std::vector<int32_t> iv(kN);
 std::vector<uint32_t> u32(2 * kN);
 std::vector<uint64_t> u64(kN);
 
-struct Peer {
-  std::string name;
-  double rate;
-};
-
-void row(const char *entry, double ours_mt, double ours_mcg59, const std::vector<Peer> &peers) {
-  const Peer *best = nullptr;
-  for (const Peer &p : peers)
-    if (p.rate > 0 && (!best || p.rate > best->rate)) best = &p;
-  printf("%-30s %9.1f %9.1f", entry, ours_mt / 1e6, ours_mcg59 / 1e6);
-  for (const Peer &p : peers) printf("  %s %.1f", p.name.c_str(), p.rate / 1e6);
-  if (best) printf("  | x%.2f vs %s", std::max(ours_mt, ours_mcg59) / best->rate, best->name.c_str());
-  printf("\n");
-}
+using dist_bench::Peer;
+constexpr dist_bench::Table kTable;
 
 }  // namespace
 
 int main() {
   const std::map<std::string, double> np = dist_bench::numpy_figures("distributions_numpy.py");
-  auto numpy = [&](const std::string &key) {
-    return Peer{"numpy", dist_bench::numpy_best(np, key)};
-  };
+  auto numpy = [&](const std::string &key) { return dist_bench::numpy_peer(np, key); };
   std::mt19937_64 eng(12345);
   gsl_rng *gr = gsl_rng_alloc(gsl_rng_mt19937);
   volatile double sink = 0;
 
-  GuxStream *mt, *mcg;
-  uint32_t seed = 12345;
-  __guxNewStreamEx(&mt, GUX_BRNG_MT19937, 1, &seed);
-  __guxNewStreamEx(&mcg, GUX_BRNG_MCG59, 1, &seed);
+  const dist_bench::Streams streams;
+  GuxStream *mt = streams.mt, *mcg = streams.mcg;
   auto both = [&](const std::function<void(GuxStream *)> &f, double *r_mt, double *r_mcg, int count = kN) {
     *r_mt = rate(count, [&] { f(mt); });
     *r_mcg = rate(count, [&] { f(mcg); });
   };
 
-  printf("millions of variates per second, n = 10^6\n");
-  printf("%-30s %9s %9s  peers (std: <random> on mt19937_64, gsl: gsl_rng_mt19937)\n", "entry", "qor MT", "qor MCG59");
+  kTable.heading();
   double a, b;
 
   const double std_ud = rate(kN, [&] {
@@ -88,12 +70,12 @@ int main() {
   });
   for (int m : {0, GUX_METHOD_ACCURATE_FLAG}) {
     both([&](GuxStream *st) { _guxdRngUniform(m, st, kN, d.data(), 0.0, 1.0); }, &a, &b);
-    row(m ? "dUniform accurate" : "dUniform", a, b, {numpy("random.d"), {"std", std_ud}, {"gsl", gsl_u}});
+    kTable.row(m ? "dUniform accurate" : "dUniform", a, b, {numpy("random.d"), {"std", std_ud}, {"gsl", gsl_u}});
     both([&](GuxStream *st) { _guxsRngUniform(m, st, kN, s.data(), 0.0f, 1.0f); }, &a, &b);
-    row(m ? "sUniform accurate" : "sUniform", a, b, {numpy("random.s"), {"std", std_uf}, {"gsl", gsl_u}});
+    kTable.row(m ? "sUniform accurate" : "sUniform", a, b, {numpy("random.s"), {"std", std_uf}, {"gsl", gsl_u}});
   }
   both([&](GuxStream *st) { _guxiRngUniform(0, st, kN, iv.data(), -7, 11); }, &a, &b);
-  row("iUniform [-7, 11)", a, b,
+  kTable.row("iUniform [-7, 11)", a, b,
       {numpy("integers.i"),
        {"std", rate(kN, [&] {
           std::uniform_int_distribution<int32_t> u(-7, 10);
@@ -106,15 +88,15 @@ int main() {
     for (int i = 0; i < kN; ++i) u64[i] = eng();
   });
   both([&](GuxStream *st) { _guxiRngUniformBits(0, st, kN, u32.data()); }, &a, &b);
-  row("iUniformBits (own words)", a, b, {numpy("bits32"), {"std mt19937_64()", std_raw}});
+  kTable.row("iUniformBits (own words)", a, b, {numpy("bits32"), {"std mt19937_64()", std_raw}});
   both([&](GuxStream *st) { _guxiRngUniformBits32(0, st, kN, u32.data()); }, &a, &b);
-  row("iUniformBits32", a, b,
+  kTable.row("iUniformBits32", a, b,
       {numpy("bits32"), {"std mt19937 ()", rate(kN, [&] {
          static std::mt19937 e32(1);
          for (int i = 0; i < kN; ++i) u32[i] = e32();
        })}});
   both([&](GuxStream *st) { _guxiRngUniformBits64(0, st, kN, u64.data()); }, &a, &b);
-  row("iUniformBits64", a, b, {numpy("bits64"), {"std mt19937_64()", std_raw}});
+  kTable.row("iUniformBits64", a, b, {numpy("bits64"), {"std mt19937_64()", std_raw}});
 
   const double std_ed = rate(kN, [&] {
     std::exponential_distribution<double> e(1.0);
@@ -129,9 +111,9 @@ int main() {
   });
   for (int m : {0, GUX_METHOD_ACCURATE_FLAG}) {
     both([&](GuxStream *st) { _guxdRngExponential(m, st, kN, d.data(), 0.0, 1.0); }, &a, &b);
-    row(m ? "dExponential accurate" : "dExponential", a, b, {numpy("exponential.d"), {"std", std_ed}, {"gsl", gsl_e}});
+    kTable.row(m ? "dExponential accurate" : "dExponential", a, b, {numpy("exponential.d"), {"std", std_ed}, {"gsl", gsl_e}});
     both([&](GuxStream *st) { _guxsRngExponential(m, st, kN, s.data(), 0.0f, 1.0f); }, &a, &b);
-    row(m ? "sExponential accurate" : "sExponential", a, b, {numpy("exponential.s"), {"std", std_ef}, {"gsl", gsl_e}});
+    kTable.row(m ? "sExponential accurate" : "sExponential", a, b, {numpy("exponential.s"), {"std", std_ef}, {"gsl", gsl_e}});
   }
 
   const double std_nd = rate(kN, [&] {
@@ -155,10 +137,10 @@ int main() {
     }
     both([&](GuxStream *st) { _guxdRngGaussian(m, st, kN, d.data(), 0.0, 1.0); }, &a, &b);
     snprintf(label, sizeof label, "dGaussian %s", names[m]);
-    row(label, a, b, {numpy("normal.d"), {"std", std_nd}, {"gsl ziggurat", gsl_n}});
+    kTable.row(label, a, b, {numpy("normal.d"), {"std", std_nd}, {"gsl ziggurat", gsl_n}});
     both([&](GuxStream *st) { _guxsRngGaussian(m, st, kN, s.data(), 0.0f, 1.0f); }, &a, &b);
     snprintf(label, sizeof label, "sGaussian %s", names[m]);
-    row(label, a, b, {numpy("normal.s"), {"std", std_nf}, {"gsl ziggurat", gsl_n}});
+    kTable.row(label, a, b, {numpy("normal.s"), {"std", std_nf}, {"gsl ziggurat", gsl_n}});
   }
 
   // Multivariate: dimension 3, full storage, n / 3 vectors.
@@ -187,11 +169,11 @@ int main() {
     both([&](GuxStream *st) { _guxdRngGaussianMV(m, st, vecs, d.data(), dim, GUX_MATRIX_STORAGE_FULL, mean, tfull); },
          &a, &b, vecs * dim);
     snprintf(label, sizeof label, "dGaussianMV d=3 %s", names[m]);
-    row(label, a, b, {numpy("mvnormal.d"), {"gsl", gsl_mv}});
+    kTable.row(label, a, b, {numpy("mvnormal.d"), {"gsl", gsl_mv}});
     both([&](GuxStream *st) { _guxsRngGaussianMV(m, st, vecs, s.data(), dim, GUX_MATRIX_STORAGE_FULL, meanf, tf); },
          &a, &b, vecs * dim);
     snprintf(label, sizeof label, "sGaussianMV d=3 %s", names[m]);
-    row(label, a, b, {numpy("mvnormal.d"), {"gsl", gsl_mv}});
+    kTable.row(label, a, b, {numpy("mvnormal.d"), {"gsl", gsl_mv}});
   }
   sink = d[1] + s[1] + iv[1] + u32[1] + (double)u64[1];
   (void)sink;
@@ -199,7 +181,5 @@ int main() {
   gsl_vector_free(x);
   gsl_matrix_free(L);
   gsl_rng_free(gr);
-  __guxDeleteStream(&mt);
-  __guxDeleteStream(&mcg);
   return 0;
 }

@@ -1,6 +1,7 @@
 // What the distribution benchmarks share: the best-of-five rate of a fill
 // (by the wall clock or by the thread's CPU time), the figures of the numpy
-// companion script, and the best numpy figure of a law over its generators.
+// companion script, the best numpy figure of a law over its generators, the
+// MT19937 and MCG59 streams our rows run on, and the printed row.
 #ifndef QOR_BENCH_DIST_BENCH_H
 #define QOR_BENCH_DIST_BENCH_H
 
@@ -12,6 +13,9 @@
 #include <functional>
 #include <map>
 #include <string>
+#include <vector>
+
+#include "qor/qor_random_brng.h"
 
 namespace dist_bench {
 
@@ -74,6 +78,52 @@ inline double numpy_best(const std::map<std::string, double> &np, const std::str
   }
   return best;
 }
+
+// A peer of a row: its name and rate (0: no figure, not shown).
+struct Peer {
+  std::string name;
+  double rate;
+};
+
+inline Peer numpy_peer(const std::map<std::string, double> &np, const std::string &key) {
+  return {"numpy", numpy_best(np, key)};
+}
+
+// The streams of our columns: MT19937 and MCG59 from the same seed.
+struct Streams {
+  GuxStream *mt, *mcg;
+  Streams() {
+    uint32_t seed = 12345;
+    __guxNewStreamEx(&mt, GUX_BRNG_MT19937, 1, &seed);
+    __guxNewStreamEx(&mcg, GUX_BRNG_MCG59, 1, &seed);
+  }
+  ~Streams() {
+    __guxDeleteStream(&mt);
+    __guxDeleteStream(&mcg);
+  }
+};
+
+// The table of rows in millions per second: the entry in a field of `width`,
+// our two rates in fields of `col`, the peers with a figure, then our better
+// rate over the fastest peer and its name.
+struct Table {
+  int width = 30, col = 9;
+  void heading() const {
+    printf("millions of variates per second, n = 10^6\n");
+    printf("%-*s %*s %*s  peers (std: <random> on mt19937_64, gsl: gsl_rng_mt19937)\n", width, "entry", col,
+           "qor MT", col, "qor MCG59");
+  }
+  void row(const std::string &entry, double ours_mt, double ours_mcg59, const std::vector<Peer> &peers) const {
+    const Peer *best = nullptr;
+    for (const Peer &p : peers)
+      if (p.rate > 0 && (!best || p.rate > best->rate)) best = &p;
+    printf("%-*s %*.1f %*.1f", width, entry.c_str(), col, ours_mt / 1e6, col, ours_mcg59 / 1e6);
+    for (const Peer &p : peers)
+      if (p.rate > 0) printf("  %s %.1f", p.name.c_str(), p.rate / 1e6);
+    if (best) printf("  | x%.2f vs %s", std::max(ours_mt, ours_mcg59) / best->rate, best->name.c_str());
+    printf("\n");
+  }
+};
 
 }  // namespace dist_bench
 

@@ -4,10 +4,9 @@ bench_dist_discrete. With --table it prints `key rate` lines for
 bench_dist_discrete to read; otherwise a readable table in millions per
 second. The build directory argument of `make bench` is accepted and ignored.
 numpy's geometric counts trials (from 1): the rate is the same law shifted."""
-import sys
 import time
 
-from dist_numpy_common import N, best_rate, generators
+from dist_numpy_common import N, best_rate, generators, report
 
 
 CASES = {
@@ -38,16 +37,5 @@ def figures():
     return out
 
 
-def main():
-    f = figures()
-    if "--table" in sys.argv:
-        for k, v in f.items():
-            print(k, v)
-        return
-    print("numpy Generator, millions of variates per second, n = 10^6")
-    for key in CASES:
-        print(f"  {key:28s} PCG64 {f['PCG64.' + key] / 1e6:8.1f}  MT19937 {f['MT19937.' + key] / 1e6:8.1f}")
-
-
 if __name__ == "__main__":
-    main()
+    report(figures(), "numpy Generator, millions of variates per second, n = 10^6")

@@ -4,30 +4,18 @@ poisson at the means of bench_dist_poisson, poisson with an array of means,
 and multinomial (counts per second). With --table it prints `key rate` lines
 for bench_dist_poisson to read; otherwise a readable table in millions per
 second. The build directory argument of `make bench` is accepted and ignored."""
-import sys
-import time
-
 import numpy as np
 
-N = 1_000_000
+from dist_numpy_common import N, best_rate, generators, report
+
 MEANS = (0.5, 5.0, 26.0, 27.0, 100.0, 1000.0, 1e7)
 MULTI = ((10, 4), (100, 4), (10000, 4), (1000, 32))
-
-
-def best_rate(count, fill, rounds=3):
-    best = 0.0
-    for _ in range(rounds):
-        t0 = time.perf_counter()
-        fill()
-        best = max(best, count / (time.perf_counter() - t0))
-    return best
 
 
 def figures():
     out = {}
     lam = np.array([0.3, 0.999, 1.0, 2.5, 7.0, 50.0, 100.0, 400.0] * (N // 8))
-    for bitgen in ("PCG64", "MT19937"):
-        g = np.random.Generator(getattr(np.random, bitgen)(12345))
+    for bitgen, g in generators():
         for m in MEANS:
             out["%s.poisson.%g" % (bitgen, m)] = best_rate(N, lambda: g.poisson(m, size=N))
         out[bitgen + ".poissonv"] = best_rate(N, lambda: g.poisson(lam))
@@ -39,11 +27,4 @@ def figures():
 
 
 if __name__ == "__main__":
-    f = figures()
-    if "--table" in sys.argv[1:]:
-        for k, v in f.items():
-            print("%s %.6g" % (k, v))
-        sys.exit(0)
-    print("numpy Generator, millions of variates per second at n = 10^6")
-    for k, v in f.items():
-        print("  %-28s %8.1f" % (k, v / 1e6))
+    report(figures(), "numpy Generator, millions of variates per second at n = 10^6")

@@ -7,19 +7,10 @@
 
 #include "random/distributions/frame.h"
 
-extern "C" {
-#define QOR_DIST_TABLE(entry) extern BexKernelTable qor_ttab_##entry __attribute__((visibility("hidden")));
-QOR_DIST_TABLE(dTan) QOR_DIST_TABLE(sTan)
-QOR_DIST_TABLE(dExp) QOR_DIST_TABLE(sExp)
-QOR_DIST_TABLE(dPowx) QOR_DIST_TABLE(sPowx)
-#undef QOR_DIST_TABLE
-}
-
 namespace qor::dist {
 
-// Functions beyond those of the frame, and the slot of the HA tier.
+// Functions beyond those of the frame.
 enum class Fn2 { Tan, Exp, Ln, Sqrt };
-constexpr int kSlotHA = 1;
 
 template <class T> BexKernelTable &table2(Fn2 f) {
   if constexpr (sizeof(T) == 8) {
@@ -41,23 +32,12 @@ template <class T> BexKernelTable &table2(Fn2 f) {
 
 // x[0..n) := f(x[0..n)) through `slot` (the type's fixed tier by default).
 template <class T> void apply2(Fn2 f, int n, T *x, int slot = Tier<T>::kSlot) {
-  if (n <= 0) return;
-  using Kernel = void (*)(int, const T *, T *);
-  const auto kernel = reinterpret_cast<Kernel>(table2<T>(f).kernel[slot]);
-  const unsigned old = _bexSetMode(kKernelMode);
-  kernel(n, x, x);
-  _bexSetMode(old);
+  if (n > 0) apply_slot(table2<T>(f), slot, n, x);
 }
 
 // x[0..n) := x^b through the Powx kernel of the type's fixed tier.
 template <class T> void apply_powx(int n, T *x, T b) {
-  if (n <= 0) return;
-  using Kernel = void (*)(int, const T *, T, T *);
-  BexKernelTable &t = sizeof(T) == 8 ? qor_ttab_dPowx : qor_ttab_sPowx;
-  const auto kernel = reinterpret_cast<Kernel>(t.kernel[Tier<T>::kSlot]);
-  const unsigned old = _bexSetMode(kKernelMode);
-  kernel(n, x, b, x);
-  _bexSetMode(old);
+  if (n > 0) apply_powx_slot(Tier<T>::kSlot, n, x, b, x);
 }
 
 // One scalar through a kernel at length 1, for the set-up of a call.

@@ -11,34 +11,18 @@
 #include "core/qor_core.h"
 #include "random/distributions/frame.h"
 
-extern "C" {
-#define QOR_DISCRETE_TABLE(entry) extern BexKernelTable qor_ttab_##entry __attribute__((visibility("hidden")));
-QOR_DISCRETE_TABLE(dPowx) QOR_DISCRETE_TABLE(dExp) QOR_DISCRETE_TABLE(dInv)
-#undef QOR_DISCRETE_TABLE
-}
-
 namespace qor::dist {
 
-constexpr int kSlotHA = 1;
-
-// x^b at one element through dPowx HA, under the mode bracket.
+// x^b at one element through dPowx HA.
 inline double powx_ha(double x, double b) {
-  using Kernel = void (*)(int, const double *, double, double *);
-  const auto kernel = reinterpret_cast<Kernel>(qor_ttab_dPowx.kernel[kSlotHA]);
   double r;
-  const unsigned old = _bexSetMode(kKernelMode);
-  kernel(1, &x, b, &r);
-  _bexSetMode(old);
+  apply_powx_slot(kSlotHA, 1, &x, b, &r);
   return r;
 }
 
 // exp(x) at one element through dExp HA.
 inline double exp_ha(double x) {
-  using Kernel = void (*)(int, const double *, double *);
-  const auto kernel = reinterpret_cast<Kernel>(qor_ttab_dExp.kernel[kSlotHA]);
-  const unsigned old = _bexSetMode(kKernelMode);
-  kernel(1, &x, &x);
-  _bexSetMode(old);
+  apply_slot(qor_ttab_dExp, kSlotHA, 1, &x);
   return x;
 }
 

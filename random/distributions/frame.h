@@ -23,6 +23,11 @@ QOR_DIST_TABLE(dSin) QOR_DIST_TABLE(sSin)
 QOR_DIST_TABLE(dCos) QOR_DIST_TABLE(sCos)
 QOR_DIST_TABLE(dSinCos) QOR_DIST_TABLE(sSinCos)
 QOR_DIST_TABLE(dErfInv) QOR_DIST_TABLE(sErfInv)
+QOR_DIST_TABLE(dTan) QOR_DIST_TABLE(sTan)
+QOR_DIST_TABLE(dExp) QOR_DIST_TABLE(sExp)
+QOR_DIST_TABLE(dPowx) QOR_DIST_TABLE(sPowx)
+QOR_DIST_TABLE(dInv) QOR_DIST_TABLE(sErf)
+QOR_DIST_TABLE(dCdfNorm) QOR_DIST_TABLE(dCdfNormInv)
 #undef QOR_DIST_TABLE
 }
 
@@ -68,14 +73,31 @@ constexpr unsigned kKernelMode = 0x140000;
 
 template <class T> bool has_kernel(Fn f) { return Tier<T>::table(f).kernel[Tier<T>::kSlot] != nullptr; }
 
-// x[0..n) := f(x[0..n)) through the kernel slot of the type's tier.
-template <class T> void apply(Fn f, int n, T *x) {
+// Slots of the LA and HA tiers, for the calls that choose their tier (set-ups
+// at a few elements, the acceptance tests of Gamma and Beta).
+constexpr int kSlotLA = 0, kSlotHA = 1;
+
+// x[0..n) := f(x[0..n)) through slot `slot` of table `t`, under the mode bracket.
+template <class T> void apply_slot(BexKernelTable &t, int slot, int n, T *x) {
   using Kernel = void (*)(int, const T *, T *);
-  const auto kernel = reinterpret_cast<Kernel>(Tier<T>::table(f).kernel[Tier<T>::kSlot]);
+  const auto kernel = reinterpret_cast<Kernel>(t.kernel[slot]);
   const unsigned old = _bexSetMode(kKernelMode);
   kernel(n, x, x);
   _bexSetMode(old);
 }
+
+// r[0..n) := x[0..n)^b through slot `slot` of the type's Powx table.
+template <class T> void apply_powx_slot(int slot, int n, const T *x, T b, T *r) {
+  using Kernel = void (*)(int, const T *, T, T *);
+  BexKernelTable &t = sizeof(T) == 8 ? qor_ttab_dPowx : qor_ttab_sPowx;
+  const auto kernel = reinterpret_cast<Kernel>(t.kernel[slot]);
+  const unsigned old = _bexSetMode(kKernelMode);
+  kernel(n, x, b, r);
+  _bexSetMode(old);
+}
+
+// x[0..n) := f(x[0..n)) through the kernel slot of the type's tier.
+template <class T> void apply(Fn f, int n, T *x) { apply_slot(Tier<T>::table(f), Tier<T>::kSlot, n, x); }
 
 // s := sin x, c := cos x (x is left as it was).
 template <class T> void apply_sincos(int n, const T *x, T *s, T *c) {

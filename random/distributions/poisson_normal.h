@@ -1,6 +1,5 @@
 // Pieces shared by the Poisson, PoissonV and Multinomial generators: the
-// kernels they call beyond the frame's set (dExp HA, sErf LA), and the normal
-// method's factors and its cubic map from a normal variate to a count.
+// normal method's factors and its cubic map from a normal variate to a count.
 #ifndef QOR_RANDOM_DIST_POISSON_NORMAL_H
 #define QOR_RANDOM_DIST_POISSON_NORMAL_H
 
@@ -9,27 +8,9 @@
 
 #include "random/distributions/frame.h"
 
-extern "C" {
-extern BexKernelTable qor_ttab_dExp __attribute__((visibility("hidden")));
-extern BexKernelTable qor_ttab_sErf __attribute__((visibility("hidden")));
-extern BexKernelTable qor_ttab_dCdfNormInv __attribute__((visibility("hidden")));
-extern BexKernelTable qor_ttab_dCdfNorm __attribute__((visibility("hidden")));
-}
-
 namespace qor::dist {
 
 #include "random/distributions/poisson_normal_table.inc"
-
-constexpr int kSlotLA = 0, kSlotHA = 1;
-
-// x[0..n) := f(x[0..n)) through slot `slot` of table `t`, under the mode
-// bracket (the frame's apply() at a tier chosen by the caller).
-template <class T> void apply_slot(BexKernelTable &t, int slot, int n, T *x) {
-  using Kernel = void (*)(int, const T *, T *);
-  const unsigned old = _bexSetMode(kKernelMode);
-  reinterpret_cast<Kernel>(t.kernel[slot])(n, x, x);
-  _bexSetMode(old);
-}
 
 // Ranges of the normal method: below 1 the cumulative chain, from 1 to 100 the
 // fitted table, from 100 on the closed form in 1/lambda.

@@ -14,6 +14,7 @@
 
 #include "accuracy_points.h"
 #include "accuracy_refs.h"
+#include "ref_cache.h"
 #include "qor/qor_bex.h"
 
 namespace {
@@ -202,37 +203,7 @@ template <class T> bool class_match(const T *got, mpc_srcptr ref, const std::arr
   return true;
 }
 
-// The references of one entry's inputs, kept for its other tiers, which draw
-// the same inputs in the same order.
-struct RefCache {
-  std::string entry;
-  std::vector<std::array<double, 4>> inputs;
-  std::vector<__mpc_struct> values;
-  size_t next = 0;
-  ~RefCache() { clear(); }
-  void clear() {
-    for (__mpc_struct &v : values) mpc_clear(&v);
-    values.clear();
-    inputs.clear();
-  }
-  void start(const char *e) {
-    if (entry != e) clear(), entry = e;
-    next = 0;
-  }
-  template <class F> void eval(mpc_ptr y, const std::array<double, 4> &in, F compute) {
-    if (next < inputs.size() && memcmp(&inputs[next], &in, sizeof in) == 0) {
-      mpc_set(y, &values[next++], MPC_RNDNN);
-      return;
-    }
-    compute();
-    if (next++ != inputs.size()) return;
-    inputs.push_back(in);
-    values.emplace_back();
-    mpc_init2(&values.back(), kPrec);
-    mpc_set(&values.back(), y, MPC_RNDNN);
-  }
-};
-RefCache g_refs;
+RefCache<std::array<double, 4>, __mpc_struct> g_refs;
 
 enum Shape { kUnary, kToReal, kBinary, kPowx };
 

@@ -30,6 +30,7 @@
 #include "accuracy_points.h"
 #include "accuracy_refs.h"
 #include "qor/qor_bex.h"
+#include "ref_cache.h"
 
 namespace {
 
@@ -311,40 +312,7 @@ std::vector<T> inputs_of(const Decl &d, const Interval &iv, bool first, bool qui
   return in;
 }
 
-// The references of one entry's inputs, kept for its other tiers: every tier
-// of an entry draws the same inputs in the same order, and some references
-// (the inverse error functions, the gamma functions) cost far more than the
-// kernels under test.
-struct RefCache {
-  std::string entry;
-  std::vector<double> inputs;
-  std::vector<__mpfr_struct> values;
-  size_t next = 0;
-  ~RefCache() { clear(); }
-  void clear() {
-    for (__mpfr_struct &v : values) mpfr_clear(&v);
-    values.clear();
-    inputs.clear();
-  }
-  void start(const char *e) {
-    if (entry != e) clear(), entry = e;
-    next = 0;
-  }
-  // y := f(x), from the cache when this input was seen at this position.
-  void eval(mpfr_ptr y, mpfr_srcptr x, double xd, MpfrUnary f) {
-    if (next < inputs.size() && memcmp(&inputs[next], &xd, sizeof xd) == 0) {
-      mpfr_set(y, &values[next++], MPFR_RNDN);
-      return;
-    }
-    f(y, x, MPFR_RNDN);
-    if (next++ != inputs.size()) return;
-    inputs.push_back(xd);
-    values.emplace_back();
-    mpfr_init2(&values.back(), mpfr_get_prec(y));
-    mpfr_set(&values.back(), y, MPFR_RNDN);
-  }
-};
-RefCache g_refs;
+RefCache<double, __mpfr_struct> g_refs;
 
 template <class T>
 void run(const Decl &d, MpfrUnary ref_fn, const std::vector<const Interval *> &ivs, bool quick, Result &res) {
@@ -368,7 +336,7 @@ void run(const Decl &d, MpfrUnary ref_fn, const std::vector<const Interval *> &i
     for (int i = 0; i < n; ++i) {
       if (strided && memcmp(&out[i], &out2[2 * i], sizeof(T)) != 0) ++res.mismatches;
       mpfr_set_d(x, (double)in[i], MPFR_RNDN);
-      g_refs.eval(y, x, (double)in[i], ref_fn);
+      g_refs.eval(y, (double)in[i], [&] { ref_fn(y, x, MPFR_RNDN); });
       double e = error_of<T>(out[i], y, d.kind, tmp);
       if (absolute && in[i] < absolute->below && isfinite(out[i]) && e > 0 && !mpfr_inf_p(y)) {
         const double ab = fabs((double)out[i] - mpfr_get_d(y, MPFR_RNDN));

@@ -28,6 +28,24 @@ inline int put(double out[2], ld re, ld im) {
 inline ld nan_of(ld a, ld b) { return (a - a) + (b - b); }  // a quiet NaN when either is not finite
 inline ld signed_zero(bool negative) { return negative ? -0.0L : 0.0L; }
 
+// The element routines over a core f(x, y, re, im) on extended parts: f(z)
+// itself, and -i f(iz) (iz = -y + ix, -i(u + iv) = v - iu), which gives the
+// circular functions from the hyperbolic ones. Internal to each kernel file,
+// as a routine written there would be, so that the compiler inlines alike.
+using ExtCore = void (*)(ld x, ld y, ld &re, ld &im);
+namespace {
+template <ExtCore F> int direct_routine(double out[2], const double in[2]) {
+  ld re, im;
+  F(part(&in[0]), part(&in[1]), re, im);
+  return put(out, re, im);
+}
+template <ExtCore F> int rotated_routine(double out[2], const double in[2]) {
+  ld re, im;
+  F(-part(&in[1]), part(&in[0]), re, im);
+  return put(out, im, -re);
+}
+}  // namespace
+
 // sinh(x + iy) and cosh(x + iy) by the product formulas, with the infinite
 // and NaN parts as the C99 Annex G tables give them. The circular functions
 // come from these through sin z = -i sinh(iz), cos z = cosh(iz).

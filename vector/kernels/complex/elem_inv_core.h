@@ -20,6 +20,7 @@
 #include <stdint.h>
 #include <string.h>
 
+#include "vector/kernels/complex/element_loop.h"
 #include "vector/kernels/complex/x87_cmath.h"
 
 namespace qor::kernels::cplx::inv {
@@ -250,35 +251,42 @@ inline void atanh_core(Part x, Part y, ld *re, ld *im) {
   *re = *im = quiet(x, y);
 }
 
-// The six element routines on a pair (re, im). Results are narrowed once, by
-// an x87 store. None reports a status.
+// The six element routines on a pair (re, im), from one of two wrappers over
+// a core. Results are narrowed once, by an x87 store. None reports a status.
+using Core = void (*)(Part x, Part y, ld *re, ld *im);
+
 inline void store(double out[2], ld re, ld im) {
   out[0] = (double)re;
   out[1] = (double)im;
 }
 
-inline int asinh_routine(double out[2], const double in[2]) {
+// f(z) = core(z).
+template <Core F> int direct(double out[2], const double in[2]) {
   ld re, im;
-  asinh_core(part(&in[0]), part(&in[1]), &re, &im);
+  F(part(&in[0]), part(&in[1]), &re, &im);
   store(out, re, im);
   return 0;
 }
 
-// asin z = -i asinh(iz): iz = -y + ix, and -i(u + iv) = v - iu.
-inline int asin_routine(double out[2], const double in[2]) {
+// f(z) = -i core(iz): iz = -y + ix, and -i(u + iv) = v - iu. The swaps
+// keep a NaN part's bits (flip, negate). With PlusZeroAtInfNaN the imaginary
+// part at (+-Inf, NaN) is +0: for atan no rule fixes the sign of that zero,
+// and +0 matches atanh(NaN +- iInf).
+template <Core F, bool PlusZeroAtInfNaN> int swapped(double out[2], const double in[2]) {
   const Part x = part(&in[0]), y = part(&in[1]);
   ld u, v;
-  asinh_core(flip(y), x, &u, &v);
-  store(out, v, negate(u));
+  F(flip(y), x, &u, &v);
+  const ld im = PlusZeroAtInfNaN && x.inf() && y.nan() ? 0 : negate(u);
+  store(out, v, im);
   return 0;
 }
 
-inline int acos_routine(double out[2], const double in[2]) {
-  ld re, im;
-  acos_core(part(&in[0]), part(&in[1]), &re, &im);
-  store(out, re, im);
-  return 0;
-}
+// The routines the kernels run (acosh below).
+inline constexpr UnaryRoutine asinh_routine = direct<asinh_core>;
+inline constexpr UnaryRoutine asin_routine = swapped<asinh_core, false>;
+inline constexpr UnaryRoutine acos_routine = direct<acos_core>;
+inline constexpr UnaryRoutine atanh_routine = direct<atanh_core>;
+inline constexpr UnaryRoutine atan_routine = swapped<atanh_core, true>;
 
 // acosh z = i acos z when Im acos z <= 0, -i acos z otherwise, so that the
 // real part is not negative and the imaginary part follows the sign of y.
@@ -288,25 +296,6 @@ inline int acosh_routine(double out[2], const double in[2]) {
   acos_core(x, y, &u, &v);
   if (y.nan() && x.finite()) u = v;  // acos(0 + iNaN) has a real part; acosh(0 + iNaN) none
   store(out, magnitude(v), with_sign(magnitude(u), y.neg()));
-  return 0;
-}
-
-inline int atanh_routine(double out[2], const double in[2]) {
-  ld re, im;
-  atanh_core(part(&in[0]), part(&in[1]), &re, &im);
-  store(out, re, im);
-  return 0;
-}
-
-// atan z = -i atanh(iz), as for the arcsine.
-inline int atan_routine(double out[2], const double in[2]) {
-  const Part x = part(&in[0]), y = part(&in[1]);
-  ld u, v;
-  atanh_core(flip(y), x, &u, &v);
-  // atan(+-Inf + iNaN): no rule fixes the sign of the zero imaginary part;
-  // it is +0, as for atanh(NaN +- iInf)
-  const ld im = x.inf() && y.nan() ? 0 : negate(u);
-  store(out, v, im);
   return 0;
 }
 

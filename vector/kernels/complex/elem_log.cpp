@@ -11,12 +11,6 @@
 namespace qor::kernels::cplx {
 namespace {
 
-template <int Method> int ln_routine(double out[2], const double in[2]) {
-  ld re, im;
-  clog_ext<Method>(part(&in[0]), part(&in[1]), re, im);
-  return put(out, re, im);
-}
-
 int log10_routine(double out[2], const double in[2]) {
   ld re, im;
   clog_ext<0>(part(&in[0]), part(&in[1]), re, im);
@@ -26,12 +20,13 @@ int log10_routine(double out[2], const double in[2]) {
 }  // namespace
 }  // namespace qor::kernels::cplx
 
-QOR_COMPLEX_ELEMENT_UNARY(cLn, HA, QorComplex8, qor::kernels::cplx::ln_routine<0>, false)
-QOR_COMPLEX_ELEMENT_UNARY(cLn, LA, QorComplex8, qor::kernels::cplx::ln_routine<1>, false)
-QOR_COMPLEX_ELEMENT_UNARY(cLn, EP, QorComplex8, qor::kernels::cplx::ln_routine<2>, false)
-QOR_COMPLEX_ELEMENT_UNARY(zLn, LAHA, QorComplex16, qor::kernels::cplx::ln_routine<0>, false)
-QOR_COMPLEX_ELEMENT_UNARY(zLn, EP, QorComplex16, qor::kernels::cplx::ln_routine<2>, false)
-QOR_COMPLEX_ELEMENT_KERNELS(Log10, ALL, qor::kernels::cplx::log10_routine, false)
+using namespace qor::kernels::cplx;
+QOR_COMPLEX_ELEMENT_UNARY(cLn, HA, QorComplex8, direct_routine<clog_ext<0>>, false)
+QOR_COMPLEX_ELEMENT_UNARY(cLn, LA, QorComplex8, direct_routine<clog_ext<1>>, false)
+QOR_COMPLEX_ELEMENT_UNARY(cLn, EP, QorComplex8, direct_routine<clog_ext<2>>, false)
+QOR_COMPLEX_ELEMENT_UNARY(zLn, LAHA, QorComplex16, direct_routine<clog_ext<0>>, false)
+QOR_COMPLEX_ELEMENT_UNARY(zLn, EP, QorComplex16, direct_routine<clog_ext<2>>, false)
+QOR_COMPLEX_ELEMENT_KERNELS(Log10, ALL, log10_routine, false)
 
 namespace {
 QOR_ACCURACY(cLn, LA, ULP, 4.0)

@@ -8,21 +8,6 @@
 namespace qor::kernels::cplx {
 namespace {
 
-int cosh_routine(double out[2], const double in[2]) {
-  ld re, im;
-  ccosh_ext(part(&in[0]), part(&in[1]), re, im);
-  return put(out, re, im);
-}
-int sinh_routine(double out[2], const double in[2]) {
-  ld re, im;
-  csinh_ext(part(&in[0]), part(&in[1]), re, im);
-  return put(out, re, im);
-}
-int tanh_routine(double out[2], const double in[2]) {
-  ld re, im;
-  ctanh_ext(part(&in[0]), part(&in[1]), re, im);
-  return put(out, re, im);
-}
 int cos_routine(double out[2], const double in[2]) {
   ld re, im;
   // A NaN beside a zero: the zero keeps its own sign (the reference's choice
@@ -33,26 +18,17 @@ int cos_routine(double out[2], const double in[2]) {
   ccosh_ext(-y, x, re, im);
   return put(out, re, im);
 }
-int sin_routine(double out[2], const double in[2]) {
-  ld re, im;
-  csinh_ext(-part(&in[1]), part(&in[0]), re, im);
-  return put(out, im, -re);
-}
-int tan_routine(double out[2], const double in[2]) {
-  ld re, im;
-  ctanh_ext(-part(&in[1]), part(&in[0]), re, im);
-  return put(out, im, -re);
-}
 
 }  // namespace
 }  // namespace qor::kernels::cplx
 
-QOR_COMPLEX_ELEMENT_KERNELS(Cosh, ALL, qor::kernels::cplx::cosh_routine, true)
-QOR_COMPLEX_ELEMENT_KERNELS(Sinh, ALL, qor::kernels::cplx::sinh_routine, true)
-QOR_COMPLEX_ELEMENT_KERNELS(Cos, ALL, qor::kernels::cplx::cos_routine, true)
-QOR_COMPLEX_ELEMENT_KERNELS(Sin, ALL, qor::kernels::cplx::sin_routine, true)
-QOR_COMPLEX_ELEMENT_KERNELS(Tanh, ALL, qor::kernels::cplx::tanh_routine, false)
-QOR_COMPLEX_ELEMENT_KERNELS(Tan, ALL, qor::kernels::cplx::tan_routine, false)
+using namespace qor::kernels::cplx;
+QOR_COMPLEX_ELEMENT_KERNELS(Cosh, ALL, direct_routine<ccosh_ext>, true)
+QOR_COMPLEX_ELEMENT_KERNELS(Sinh, ALL, direct_routine<csinh_ext>, true)
+QOR_COMPLEX_ELEMENT_KERNELS(Cos, ALL, cos_routine, true)
+QOR_COMPLEX_ELEMENT_KERNELS(Sin, ALL, rotated_routine<csinh_ext>, true)
+QOR_COMPLEX_ELEMENT_KERNELS(Tanh, ALL, direct_routine<ctanh_ext>, false)
+QOR_COMPLEX_ELEMENT_KERNELS(Tan, ALL, rotated_routine<ctanh_ext>, false)
 
 
 // One kernel serves the three tiers, so each meets the HA bound.

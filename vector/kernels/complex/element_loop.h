@@ -163,17 +163,12 @@ void run_binary(int n, const E *a, int inca, const E *b, int incb, E *r, int inc
 // QOR_COMPLEX_ELEMENT_UNARY(cCos, ALL, QorComplex8, cos_routine, true).
 // The name string is "v" followed by the entry ("vcCos").
 #define QOR_COMPLEX_ELEMENT_UNARY(entry, tag, E, routine, report)                                       \
-  QOR_UNIT_TABLE(entry)                                                                               \
-  extern "C" void qor_k_##entry##_##tag(int n, const E *a, E *r) {                                    \
-    ::qor::kernels::cplx::run_unary<E, routine, report>(n, a, 1, r, 1, "v" #entry);                   \
-  }                                                                                                   \
-  extern "C" void qor_k_##entry##I_##tag(int n, const E *a, int inca, E *r, int incr) {              \
-    if (inca == 1 && incr == 1) {                                                                     \
-      using Unit = void (*)(int, const E *, E *);                                                     \
-      QOR_FORWARD_UNIT(entry, tag, Unit, n, a, r);                                                    \
-    }                                                                                                 \
-    ::qor::kernels::cplx::run_unary<E, routine, report>(n, a, inca, r, incr, "v" #entry);             \
-  }
+  QOR_CUSTOM_UNARY(entry, tag, E, ([](int n, const E *a, E *r) {                                      \
+                     ::qor::kernels::cplx::run_unary<E, routine, report>(n, a, 1, r, 1, "v" #entry);   \
+                   }),                                                                                \
+                   ([](int n, const E *a, int inca, E *r, int incr) {                                 \
+                     ::qor::kernels::cplx::run_unary<E, routine, report>(n, a, inca, r, incr, "v" #entry); \
+                   }))
 
 // Both types of a one-input entry with one routine, reporter flag and tag.
 #define QOR_COMPLEX_ELEMENT_KERNELS(name, tag, routine, report)                                        \
@@ -182,18 +177,13 @@ void run_binary(int n, const E *a, int inca, const E *b, int incb, E *r, int inc
 
 // Pow: (n, a, b, r) and (n, a, inca, b, incb, r, incr).
 #define QOR_COMPLEX_ELEMENT_POW(entry, tag, E, routine, report)                                         \
-  QOR_UNIT_TABLE(entry)                                                                               \
-  extern "C" void qor_k_##entry##_##tag(int n, const E *a, const E *b, E *r) {                       \
-    ::qor::kernels::cplx::run_binary<E, routine, report>(n, a, 1, b, 1, r, 1, "v" #entry);            \
-  }                                                                                                   \
-  extern "C" void qor_k_##entry##I_##tag(int n, const E *a, int inca, const E *b, int incb, E *r,    \
-                                         int incr) {                                                  \
-    if (inca == 1 && incb == 1 && incr == 1) {                                                        \
-      using Unit = void (*)(int, const E *, const E *, E *);                                          \
-      QOR_FORWARD_UNIT(entry, tag, Unit, n, a, b, r);                                                 \
-    }                                                                                                 \
-    ::qor::kernels::cplx::run_binary<E, routine, report>(n, a, inca, b, incb, r, incr, "v" #entry);   \
-  }
+  QOR_CUSTOM_BINARY(entry, tag, E, ([](int n, const E *a, const E *b, E *r) {                         \
+                      ::qor::kernels::cplx::run_binary<E, routine, report>(n, a, 1, b, 1, r, 1, "v" #entry); \
+                    }),                                                                               \
+                    ([](int n, const E *a, int inca, const E *b, int incb, E *r, int incr) {          \
+                      ::qor::kernels::cplx::run_binary<E, routine, report>(n, a, inca, b, incb, r, incr, \
+                                                                           "v" #entry);               \
+                    }))
 
 // Powx: the exponent is one element, read through a pointer (the entry point
 // has already made its private copy): (n, a, b, r) and (n, a, inca, b, r, incr).
