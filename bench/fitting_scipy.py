@@ -1,7 +1,7 @@
 """Natural cubic spline against scipy's CubicSpline: construction on 10^6
 breakpoints, value + first derivative at 10^7 random sites and integrals over
-10^6 random intervals (scipy: the antiderivative, then its values at both
-ends). Our library is called through ctypes from the build directory given
+10^6 random windows up to 10 cells wide (scipy: the antiderivative, then its
+values at both ends). Our library is called through ctypes from the build directory given
 as argument."""
 import ctypes
 import os
@@ -48,8 +48,8 @@ bc = np.zeros(2)
 dorder = np.array([1, 1], dtype=np.int64)
 r = np.empty(2 * ns)
 nlim = 1_000_000
-llim = np.minimum(sites[0:2 * nlim:2], sites[1:2 * nlim:2])
-rlim = np.maximum(sites[0:2 * nlim:2], sites[1:2 * nlim:2])
+llim = np.minimum(sites[:nlim], x[-1] - 10.0)
+rlim = llim + 10.0 * rng.random(nlim)
 ri = np.empty(nlim)
 
 task = P()
