@@ -124,7 +124,7 @@ template <class T> void run2(const Ours2<T> &o, const std::vector<Contender2<T>>
   }
   for (size_t j = 0; j < peers.size(); ++j) {
     tp[j] = ns_per_element2(peers[j], a, b, r);
-    printf("  %-26s %10.3f\n", peers[j].name.c_str(), tp[j]);
+    printf("  %-26s %10.3f   serves%s\n", peers[j].name.c_str(), tp[j], class_names(peers[j].classes).c_str());
   }
   printf("  ratio ours/peer (below 1: we are faster), n=1000\n");
   for (int s = 0; s < 3; ++s)

@@ -1,5 +1,6 @@
 // Basic statistics of a 10^6 x 10 matrix (observations in rows), single pass:
-// ours against GSL (per column, stride 10) and numpy (run through
+// ours against GSL (per column, stride 10; covariance by pairs of columns;
+// skewness and kurtosis per column) and numpy (run through
 // /usr/bin/python3), with GB/s against the machine's read bandwidth. Then
 // quantiles, sorting, order statistics and streaming quantiles over 4*10^6
 // values against std::nth_element, std::sort, numpy.quantile and numpy.sort.
@@ -217,13 +218,20 @@ int main() {
   for (auto &v : x) v = 1e3 + z(g);
 
   int p = kP, n = kN, storage = GUX_SS_OBSERVATIONS_IN_ROWS;
-  std::vector<double> mean(kP), raw2(kP), c2(kP), cs2(kP), cov(kP * kP);
+  std::vector<double> mean(kP), raw2(kP), raw3(kP), raw4(kP), c2(kP), c3(kP), c4(kP), skew(kP), kurt(kP),
+      cov(kP * kP);
   GuxSSTask *task = nullptr;
   __guxdSSNewTask(&task, &p, &n, &storage, x.data(), nullptr, nullptr, 0);
-  __guxdSSEditMoments(task, mean.data(), raw2.data(), nullptr, nullptr, c2.data(), nullptr, nullptr);
+  __guxdSSEditMoments(task, mean.data(), raw2.data(), raw3.data(), raw4.data(), c2.data(), c3.data(), c4.data());
+  __guxdSSEditTask(task, GUX_SS_P_SKEWNESS, skew.data());
+  __guxdSSEditTask(task, GUX_SS_P_KURTOSIS, kurt.data());
   __guxdSSEditCovCor(task, nullptr, cov.data(), nullptr, nullptr, nullptr);
   auto ours = [&](uint64_t mask, uint64_t method) {
-    return best_seconds([&] { _guxdSSBasic(task, mask, method, threading); });
+    int64_t status = 0;
+    const double s = best_seconds([&] { status = _guxdSSBasic(task, mask, method, threading); });
+    if (status != 0) std::printf("status %lld for mask 0x%llx, method 0x%llx\n", (long long)status,
+                                 (unsigned long long)mask, (unsigned long long)method);
+    return s;
   };
 
   const double bw = read_bandwidth(x, threads);
@@ -233,12 +241,24 @@ int main() {
   const double f_mean = ours(GUX_SS_MEAN, GUX_SS_M_FAST);
   const double f_var = ours(GUX_SS_MEAN | GUX_SS_RAW2 | GUX_SS_CENTRAL2, GUX_SS_M_FAST);
   const double f_cov = ours(GUX_SS_MEAN | GUX_SS_COV, GUX_SS_M_FAST);
+  // Skewness and kurtosis need the central moments up to the fourth.
+  const uint64_t shape = GUX_SS_MEAN | GUX_SS_RAW2 | GUX_SS_RAW3 | GUX_SS_RAW4 | GUX_SS_CENTRAL2 | GUX_SS_CENTRAL3 |
+                         GUX_SS_CENTRAL4 | GUX_SS_SKEWNESS | GUX_SS_KURTOSIS;
+  const double o_shape = ours(shape, GUX_SS_M_ONE_PASS), f_shape = ours(shape, GUX_SS_M_FAST);
   double sink = 0;
   const double g_mean = best_seconds([&] {
     for (int j = 0; j < kP; ++j) sink += gsl_stats_mean(x.data() + j, kP, kN);
   });
   const double g_var = best_seconds([&] {
     for (int j = 0; j < kP; ++j) sink += gsl_stats_variance(x.data() + j, kP, kN);
+  });
+  // GSL's covariance takes two columns: the 55 pairs of the upper triangle.
+  const double g_cov = best_seconds([&] {
+    for (int j = 0; j < kP; ++j)
+      for (int k = j; k < kP; ++k) sink += gsl_stats_covariance(x.data() + j, kP, x.data() + k, kP, kN);
+  });
+  const double g_shape = best_seconds([&] {
+    for (int j = 0; j < kP; ++j) sink += gsl_stats_skew(x.data() + j, kP, kN) + gsl_stats_kurtosis(x.data() + j, kP, kN);
   });
   // The same data stored variables in rows.
   std::vector<double> xt(x.size());
@@ -268,14 +288,16 @@ int main() {
   const double npm = have_np ? np_s[0] : 0, npv = have_np ? np_s[1] : 0, npc = have_np ? np_s[2] : 0;
   row("mean, one-pass", o_mean, g_mean, npm);
   row("mean+variance, one-pass", o_var, g_var, npv);
-  row("mean+covariance, one-pass", o_cov, 0, npc);
+  row("mean+covariance, one-pass", o_cov, g_cov, npc);
+  row("skewness+kurtosis, one-pass", o_shape, g_shape, 0);
   row("mean, fast", f_mean, g_mean, npm);
   row("mean+variance, fast", f_var, g_var, npv);
-  row("mean+covariance, fast", f_cov, 0, npc);
+  row("mean+covariance, fast", f_cov, g_cov, npc);
+  row("skewness+kurtosis, fast", f_shape, g_shape, 0);
   row("variables in rows: mean+variance", v_var, gv_var, 0);
   row("variables in rows: mean+covariance", v_cov, 0, 0);
-  std::printf("peers: GSL mean %.2f ms, variance %.2f ms (contiguous rows %.2f ms)", g_mean * 1e3, g_var * 1e3,
-              gv_var * 1e3);
+  std::printf("peers: GSL mean %.2f ms, variance %.2f ms (contiguous rows %.2f ms), covariance %.2f ms, "
+              "skewness+kurtosis %.2f ms", g_mean * 1e3, g_var * 1e3, gv_var * 1e3, g_cov * 1e3, g_shape * 1e3);
   if (have_np)
     std::printf("; numpy mean %.2f ms, var %.2f ms, cov %.2f ms\n", np_s[0] * 1e3, np_s[1] * 1e3, np_s[2] * 1e3);
   else

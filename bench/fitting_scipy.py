@@ -1,6 +1,8 @@
 """Natural cubic spline against scipy's CubicSpline: construction on 10^6
-breakpoints and value + first derivative at 10^7 random sites. Our library
-is called through ctypes from the build directory given as argument."""
+breakpoints, value + first derivative at 10^7 random sites and integrals over
+10^6 random windows up to 10 cells wide (scipy: the antiderivative, then its
+values at both ends). Our library is called through ctypes from the build directory given
+as argument."""
 import ctypes
 import os
 import sys
@@ -19,6 +21,7 @@ core.qor_df_dConstruct1D.argtypes = [P, P]
 kern.qor_df_kernel_dNewTask1D.argtypes = [ctypes.POINTER(P), I64, P, I64, I64, P, I64, ctypes.c_int]
 kern.qor_df_kernel_dEditPPSpline1D.argtypes = [P, I64, I64, I64, P, I64, P, P, I64]
 kern.qor_df_kernel_dDFInterpolate1D.argtypes = [P, I64, I64, I64, P, I64, I64, P, P, P, I64, P] + [P] * 9
+kern.qor_df_kernel_dDFIntegrate1D.argtypes = [P, I64, I64, P, I64, P, I64, P, P, P, I64] + [P] * 9
 kern.qor_df_kernel_DeleteTask.argtypes = [ctypes.POINTER(P)]
 
 
@@ -44,6 +47,10 @@ coef = np.empty(4 * (nx - 1))
 bc = np.zeros(2)
 dorder = np.array([1, 1], dtype=np.int64)
 r = np.empty(2 * ns)
+nlim = 1_000_000
+llim = np.minimum(sites[:nlim], x[-1] - 10.0)
+rlim = llim + 10.0 * rng.random(nlim)
+ri = np.empty(nlim)
 
 task = P()
 kern.qor_df_kernel_dNewTask1D(ctypes.byref(task), nx, ptr(x), 1, 1, ptr(y), 16, 0)
@@ -65,4 +72,15 @@ for threads in (1, 2):
     err = np.max(np.abs(v - r[0:200000:2]))
     print("  interpolate threads %d: qor %7.2f ns/site scipy %7.2f ns/site scipy/qor %.2f (max |diff| %.1e)"
           % (threads, 1e9 * ti / ns, 1e9 * tsi / ns, tsi / ti, err))
+    tint = best(3, lambda: kern.qor_df_kernel_dDFIntegrate1D(
+        task, 1, nlim, ptr(llim), 0, ptr(rlim), 0, None, None, ptr(ri), 16,
+        None, None, None, None, None, None, None, None, threading))
+
+    def scipy_integrals():
+        anti = cs.antiderivative()
+        return anti(rlim) - anti(llim)
+    tsint = best(3, scipy_integrals)
+    rel = np.max(np.abs(scipy_integrals() - ri) / (1 + np.abs(ri)))
+    print("  integrate   threads %d: qor %7.2f ns/lim  scipy %7.2f ns/lim  scipy/qor %.2f (max rel diff %.1e)"
+          % (threads, 1e9 * tint / nlim, 1e9 * tsint / nlim, tsint / tint, rel))
 kern.qor_df_kernel_DeleteTask(ctypes.byref(task))

@@ -74,8 +74,18 @@ template <class T> std::function<void(int, const T *, T *)> scalar_loop(T (*f)(T
   };
 }
 
-// Prints one table for a function: every contender at n = 1000 and 100000,
-// then, for each of our tiers, the ratio ours/peer against each peer of its class.
+// The tiers a peer is a fair comparison for, as " LA HA EP" (a subset).
+inline std::string class_names(int classes) {
+  std::string s;
+  if (classes & kLA) s += " LA";
+  if (classes & kHA) s += " HA";
+  if (classes & kEP) s += " EP";
+  return s;
+}
+
+// Prints one table for a function: every contender at n = 1000 and 100000
+// (each peer with the tiers it serves), then, for each of our tiers, the
+// ratio ours/peer against each peer of its class.
 template <class T>
 void compare(const std::string &title, double lo, double hi, const std::vector<Contender<T>> &ours,
              const std::vector<Contender<T>> &peers) {
@@ -94,7 +104,8 @@ void compare(const std::string &title, double lo, double hi, const std::vector<C
   for (size_t i = 0; i < ours.size(); ++i)
     printf("  %-26s %10.3f %10.3f\n", ours[i].name.c_str(), t_ours[i][0], t_ours[i][1]);
   for (size_t i = 0; i < peers.size(); ++i)
-    printf("  %-26s %10.3f %10.3f\n", peers[i].name.c_str(), t_peers[i][0], t_peers[i][1]);
+    printf("  %-26s %10.3f %10.3f   serves%s\n", peers[i].name.c_str(), t_peers[i][0], t_peers[i][1],
+           class_names(peers[i].classes).c_str());
   printf("  ratio ours/peer (below 1: we are faster), n=1000 | n=100000\n");
   for (size_t i = 0; i < ours.size(); ++i) {
     for (size_t j = 0; j < peers.size(); ++j) {
